@@ -1,0 +1,64 @@
+// Takes the place of libc's syslog in the test executables (the executable's definition wins),
+// also in its fortified form.
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "tests/fakes/fakes.h"
+#include "tests/fakes/state.h"
+
+namespace Fakes {
+namespace {
+std::vector<SyslogRecord>& Records()
+{
+    static std::vector<SyslogRecord> records;
+    return records;
+}
+
+void Record(int priority, const char* fmt, va_list args)
+{
+    va_list sizing;
+    va_copy(sizing, args);
+    const int length = vsnprintf(nullptr, 0, fmt, sizing);
+    va_end(sizing);
+    std::string text(static_cast<size_t>(length > 0 ? length : 0), '\0');
+    vsnprintf(text.data(), text.size() + 1, fmt, args);
+    std::lock_guard<std::mutex> lock(FakeMutex());
+    Records().push_back(SyslogRecord{priority, text});
+    char prefix[32];
+    snprintf(prefix, sizeof(prefix), "syslog 0x%x ", static_cast<unsigned>(priority));
+    RecordTimelineLocked(prefix + text);
+}
+}  // namespace
+
+void ResetSyslogLocked()
+{
+    Records().clear();
+}
+
+std::vector<SyslogRecord> SyslogRecords()
+{
+    std::lock_guard<std::mutex> lock(FakeMutex());
+    return Records();
+}
+
+}  // namespace Fakes
+
+extern "C" {
+__attribute__((format(printf, 2, 3))) void syslog(int priority, const char* fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    Fakes::Record(priority, fmt, args);
+    va_end(args);
+}
+
+__attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/, const char* fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    Fakes::Record(priority, fmt, args);
+    va_end(args);
+}
+}
