@@ -22,20 +22,35 @@ inline bool LogEnabled(int moduleId, int level)
 
 }  // namespace ProcMgr
 
+// Each macro expands in one step: GCC accepts the GNU comma swallowing of ##__VA_ARGS__ under
+// -Wpedantic only when the empty argument list is not handed on to another macro.
+
 // Writes without asking CheckLogLevel; for callers that asked already.
 #define PROC_LAUNCHER_LOG_WRITE(moduleId, level, fmt, ...) \
     DlogRecord((moduleId), (level), "[%s:%d]" fmt, ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__)
 
-#define PROC_LAUNCHER_LOG(moduleId, level, fmt, ...)                         \
-    do {                                                                     \
-        if (::ProcMgr::LogEnabled((moduleId), (level))) {                    \
-            PROC_LAUNCHER_LOG_WRITE((moduleId), (level), fmt, ##__VA_ARGS__); \
-        }                                                                    \
+#define LAUNCHER_LOG_INFO(fmt, ...)                                                                         \
+    do {                                                                                                    \
+        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO)) {                      \
+            DlogRecord(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO, "[%s:%d]" fmt,                     \
+                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
+        }                                                                                                   \
     } while (0)
 
-#define LAUNCHER_LOG_INFO(fmt, ...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO, fmt, ##__VA_ARGS__)
-#define LAUNCHER_RUNLOG_INFO(fmt, ...) \
-    PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, fmt, ##__VA_ARGS__)
-#define LAUNCHER_LOG_ERROR(fmt, ...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR, fmt, ##__VA_ARGS__)
+#define LAUNCHER_RUNLOG_INFO(fmt, ...)                                                                      \
+    do {                                                                                                    \
+        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO)) {               \
+            DlogRecord(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, "[%s:%d]" fmt,              \
+                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
+        }                                                                                                   \
+    } while (0)
+
+#define LAUNCHER_LOG_ERROR(fmt, ...)                                                                        \
+    do {                                                                                                    \
+        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR)) {                     \
+            DlogRecord(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR, "[%s:%d]" fmt,                    \
+                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
+        }                                                                                                   \
+    } while (0)
 
 #endif
