@@ -22,35 +22,35 @@ inline bool LogEnabled(int moduleId, int level)
 
 }  // namespace ProcMgr
 
-// Each macro expands in one step: GCC accepts the GNU comma swallowing of ##__VA_ARGS__ under
-// -Wpedantic only when the empty argument list is not handed on to another macro.
+// The callers' format and arguments travel as one argument list, so that a message without
+// arguments needs no empty variadic list (which -Wpedantic rejects); these helpers split it into
+// the format, which gets the "[%s:%d]" prefix, and the arguments, which follow file and line.
+#define LAUNCHER_LOG_FORMAT(...) LAUNCHER_LOG_FORMAT_(__VA_ARGS__, unused)
+#define LAUNCHER_LOG_FORMAT_(format, ...) format
+#define LAUNCHER_LOG_ARGUMENTS(...) LAUNCHER_LOG_JOIN(LAUNCHER_LOG_ARGUMENTS_, LAUNCHER_LOG_ARITY(__VA_ARGS__))(__VA_ARGS__)
+#define LAUNCHER_LOG_ARGUMENTS_ONE(format)
+#define LAUNCHER_LOG_ARGUMENTS_MANY(format, ...) , __VA_ARGS__
+#define LAUNCHER_LOG_ARITY(...) \
+    LAUNCHER_LOG_ARITY_(__VA_ARGS__, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, ONE, unused)
+#define LAUNCHER_LOG_ARITY_(a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, arity, ...) arity
+#define LAUNCHER_LOG_JOIN(a, b) LAUNCHER_LOG_JOIN_(a, b)
+#define LAUNCHER_LOG_JOIN_(a, b) a##b
 
 // Writes without asking CheckLogLevel; for callers that asked already.
-#define PROC_LAUNCHER_LOG_WRITE(moduleId, level, fmt, ...) \
-    DlogRecord((moduleId), (level), "[%s:%d]" fmt, ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__)
+#define PROC_LAUNCHER_LOG_WRITE(moduleId, level, ...)                                              \
+    DlogRecord((moduleId), (level), "[%s:%d]" LAUNCHER_LOG_FORMAT(__VA_ARGS__), ::ProcMgr::LOG_SOURCE_FILE, \
+               __LINE__ LAUNCHER_LOG_ARGUMENTS(__VA_ARGS__))
 
-#define LAUNCHER_LOG_INFO(fmt, ...)                                                                         \
-    do {                                                                                                    \
-        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO)) {                      \
-            DlogRecord(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO, "[%s:%d]" fmt,                     \
-                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
-        }                                                                                                   \
+#define PROC_LAUNCHER_LOG(moduleId, level, ...)                        \
+    do {                                                               \
+        if (::ProcMgr::LogEnabled((moduleId), (level))) {              \
+            PROC_LAUNCHER_LOG_WRITE((moduleId), (level), __VA_ARGS__); \
+        }                                                              \
     } while (0)
 
-#define LAUNCHER_RUNLOG_INFO(fmt, ...)                                                                      \
-    do {                                                                                                    \
-        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO)) {               \
-            DlogRecord(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, "[%s:%d]" fmt,              \
-                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
-        }                                                                                                   \
-    } while (0)
-
-#define LAUNCHER_LOG_ERROR(fmt, ...)                                                                        \
-    do {                                                                                                    \
-        if (::ProcMgr::LogEnabled(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR)) {                     \
-            DlogRecord(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR, "[%s:%d]" fmt,                    \
-                       ::ProcMgr::LOG_SOURCE_FILE, __LINE__, ##__VA_ARGS__);                                \
-        }                                                                                                   \
-    } while (0)
+// Each takes a format literal and up to nine arguments.
+#define LAUNCHER_LOG_INFO(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO, __VA_ARGS__)
+#define LAUNCHER_RUNLOG_INFO(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, __VA_ARGS__)
+#define LAUNCHER_LOG_ERROR(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR, __VA_ARGS__)
 
 #endif
