@@ -16,7 +16,7 @@ std::vector<SyslogRecord>& Records()
     return records;
 }
 
-void Record(int priority, const char* fmt, va_list args)
+__attribute__((format(printf, 2, 0))) void Record(int priority, const char* fmt, va_list args)
 {
     va_list sizing;
     va_copy(sizing, args);

@@ -1,0 +1,7 @@
+#include "proc_launcher/daemon.h"
+
+// The daemon takes no arguments and no configuration: everything it needs is fixed.
+int main()
+{
+    return ProcMgr::RunDaemon();
+}

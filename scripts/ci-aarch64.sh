@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Cross builds the aarch64 preset and runs its tests under qemu-aarch64. GoogleTest for arm64 is
+# built first from Debian's sources into build/aarch64-deps, which the preset points at.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+deps=build/aarch64-deps
+toolchain=$PWD/cmake/toolchains/aarch64-linux-gnu.cmake
+if [[ ! -f $deps/lib/cmake/GTest/GTestConfig.cmake ]]; then
+  cmake -S /usr/src/googletest -B "$deps/build" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$PWD/$deps" -DBUILD_GMOCK=ON -DINSTALL_GTEST=ON
+  cmake --build "$deps/build"
+  cmake --install "$deps/build"
+fi
+
+cmake --workflow --preset aarch64
+
+machine=$(readelf -h build/aarch64/bin/proc_launcher | sed -n 's/^ *Machine: *//p')
+echo "build/aarch64/bin/proc_launcher: $machine"
+[[ $machine == AArch64 ]]

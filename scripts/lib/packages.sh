@@ -1,0 +1,35 @@
+# Installs, with apt-get, whichever of the given Debian packages are missing; does nothing when
+# all are present. Sourced by the scripts in scripts/ and by .ci/run.
+
+# The packages the build and every test need.
+BUILD_AND_TEST_PACKAGES=(
+  cmake ninja-build g++ pkg-config
+  libgtest-dev libgmock-dev googletest libbenchmark-dev
+  faketime util-linux mount binutils
+)
+
+ensure_packages() {
+  local missing=() package
+  if ! command -v dpkg-query >/dev/null 2>&1; then
+    echo "packages: not a Debian system; make sure these are installed: $*" >&2
+    return 0
+  fi
+  for package in "$@"; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+      missing+=("$package")
+    fi
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+
+  local sudo=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null 2>&1; then
+      echo "packages: missing ${missing[*]}; run as root or install sudo" >&2
+      return 1
+    fi
+    sudo=(sudo)
+  fi
+  echo "packages: installing ${missing[*]}" >&2
+  "${sudo[@]}" apt-get update -q >&2 &&
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" >&2
+}

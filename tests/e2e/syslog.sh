@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# The reporter's records really leave the process through syslog, with facility 45 and the levels
+# error (0x16B) and info (0x16E). Runs the daemon in a private mount namespace whose /dev is a
+# fresh tmpfs, so that our listener can own /dev/log without touching the machine's.
+source "$(dirname "$0")/lib.sh"
+require_root "binds a socket at /dev/log in a private mount namespace"
+command -v unshare >/dev/null || skip "unshare is not installed"
+unshare -m true 2>/dev/null || { [ -n "${CI:-}" ] && fail "cannot create a mount namespace"; skip "cannot create a mount namespace here"; }
+
+SYSLOG="$E2E_TMP/syslog"
+: >"$JOURNAL"
+cat >"$E2E_TMP/inside.sh" <<'INSIDE'
+set -eu
+mkdir "$E2E_TMP/dev"
+mount --bind /dev "$E2E_TMP/dev"
+mount -t tmpfs tmpfs /dev
+touch /dev/null && mount --bind "$E2E_TMP/dev/null" /dev/null
+"${EMULATOR[@]}" "$E2E_LISTENER" /dev/log "$SYSLOG" &
+listener=$!
+for _ in $(seq 100); do grep -q listening "$SYSLOG" 2>/dev/null && break; sleep 0.05; done
+env PLATFORM_SIM_JOURNAL="$JOURNAL" PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_HAL_FAIL=register@1 \
+  "${EMULATOR[@]}" "$E2E_DAEMON" </dev/null 2>"$DAEMON_STDERR" &
+daemon=$!
+for _ in $(seq 200); do grep -q '^grp SetRunning 1$' "$JOURNAL" && break; sleep 0.05; done
+kill -TERM "$daemon"
+wait "$daemon"
+sleep 0.2
+kill -TERM "$listener"
+wait "$listener" || true
+INSIDE
+export E2E_TMP JOURNAL SYSLOG DAEMON_STDERR E2E_DAEMON E2E_LISTENER E2E_EMULATOR
+unshare -m --propagation private bash -c 'read -r -a EMULATOR <<<"${E2E_EMULATOR:-}"; source "$E2E_TMP/inside.sh"' ||
+  fail "the namespace run failed"
+
+grep -Eq '^<363>.*SensorNodeEventReporter RegisterSensorNode for os-memory failed\. \(ret=7\)$' "$SYSLOG" ||
+  fail "no error record at priority 0x16B; syslog got: $(cat "$SYSLOG")"
+grep -Eq '^<366>.*SensorNodeEventReporter RegisterSensorNode for os-memory success, nodeType=0x617, sensorType=0xd0, reportIds size=2$' "$SYSLOG" ||
+  fail "no info record at priority 0x16E; syslog got: $(cat "$SYSLOG")"
+grep -Eq '^<366>.*SensorNodeEventReporter GetDeviceNum success\. devNum=2$' "$SYSLOG" ||
+  fail "no device count record; syslog got: $(cat "$SYSLOG")"
+echo "PASS: syslog records leave the daemon with priorities 0x16B and 0x16E"
