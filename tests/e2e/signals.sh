@@ -8,7 +8,10 @@ kill -s PIPE "$DAEMON_PID"
 sleep 0.3
 kill -0 "$DAEMON_PID" 2>/dev/null || fail "SIGPIPE ended the daemon"
 kill -s INT "$DAEMON_PID"
-stop_daemon TERM
+kill -s TERM "$DAEMON_PID" 2>/dev/null  # may already be on its way out
+DAEMON_EXIT=0
+wait "$DAEMON_PID" || DAEMON_EXIT=$?
+DAEMON_PID=""
 expect_exit 0
 expect_count '^grp Stop$' 1
 expect_count '^ezcom CfgFinishServer$' 1
