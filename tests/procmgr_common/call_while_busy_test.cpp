@@ -21,7 +21,7 @@ struct ScriptedCall {
     int operator()()
     {
         events->push_back("call");
-        const auto index = static_cast<size_t>(std::min<int>(calls, static_cast<int>(answers.size()) - 1));
+        const size_t index = std::min(static_cast<size_t>(calls), answers.size() - 1);
         ++calls;
         return answers[index];
     }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,11 @@ const std::vector<Wrapper>& Wrappers()
         {"ClosePipe", [] { ProcMgr::ProcMgrEzcomClosePipe(PIPE); return NOT_CALLED; }, nullptr, nullptr, 0, -16},
     };
     return wrappers;
+}
+
+void PrintTo(const Wrapper& wrapper, std::ostream* out)
+{
+    *out << wrapper.function;
 }
 
 // Answers in turn, repeating the last answer.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,11 @@ const std::vector<NameTable>& Tables()
         {"GetSysState", ProcMgr::GetSysState, {"OFF", "WORKING", "SUSPEND", "UPGRADE", "CALIBRATION"}},
     };
     return tables;
+}
+
+void PrintTo(const NameTable& table, std::ostream* out)
+{
+    *out << table.function;
 }
 
 class NameTableTest : public testing::TestWithParam<NameTable> {};
