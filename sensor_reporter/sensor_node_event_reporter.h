@@ -64,11 +64,14 @@ public:
     void ReportEvent(const std::string& name, int32_t event);
 
 private:
+    using NodeMap = std::map<std::string, SensorNodeRecord>;
+
     std::set<uint32_t> GetReportIds(int32_t reportScope);
-    bool UnregisterHandles(const std::string& name, const SensorNodeRecord& record);
+    // Unregisters the node on each of its devices and drops it, also after a HAL failure.
+    bool RemoveNode(NodeMap::iterator node);
     static int32_t GetFaultValue(uint8_t sensorType, uint16_t nodeType);
 
-    std::map<std::string, SensorNodeRecord> sensorNodes;
+    NodeMap sensorNodes;
     std::mutex mutex;
     DeviceCount* deviceCount;
 };
