@@ -1,13 +1,42 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "memory_monitor/memory_monitor.h"
 #include "tests/fakes/fakes.h"
 #include "tests/memory_monitor/memory_test_support.h"
+
+namespace {
+std::atomic<size_t> allocations{0};
+}  // namespace
+
+// Counts every allocation of the test program, so that a test can prove a path allocates nothing.
+// GCC takes the free() of these replacements for a mismatch with the new that it cannot see is ours.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+void* operator new(size_t size)
+{
+    ++allocations;
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+void operator delete(void* memory, size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
 
 namespace {
 
@@ -106,6 +135,20 @@ TEST_F(DetectorTest, ChecksOncePerPeriodFromTheStartOfTheLastCheck)
         }
     }
     EXPECT_TRUE(HalEvents().empty()) << "plenty of memory from the start sends nothing";
+}
+
+TEST_F(DetectorTest, IdleTickAllocatesNothing)
+{
+    ListNodes("0\n");
+    SetFree({PLENTY_KB});
+    CheckInPeriod(1);
+    const int logChecksBefore = Fakes::CheckLogLevelCalls();
+    const size_t before = allocations;
+    for (int64_t tick = 1; tick < 300; ++tick) {
+        CheckAtNs(PERIOD_NS + tick * 200'000'000);
+    }
+    EXPECT_EQ(allocations - before, 0U);
+    EXPECT_EQ(Fakes::CheckLogLevelCalls(), logChecksBefore) << "the ticks stayed idle";
 }
 
 struct VerdictRow {
