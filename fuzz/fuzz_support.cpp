@@ -1,0 +1,67 @@
+#include "fuzz/fuzz_support.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace FuzzSupport {
+namespace {
+
+class Scratch {
+public:
+    Scratch()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "memory-fuzz-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) {
+            Fail("cannot create the scratch directory");
+        }
+        path = pattern;
+    }
+    ~Scratch()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    std::string path;
+};
+
+}  // namespace
+
+const std::string& ScratchDir()
+{
+    static const Scratch scratch;
+    return scratch.path;
+}
+
+std::string WriteScratchFile(const std::string& relativePath, const uint8_t* data, size_t size)
+{
+    const std::filesystem::path file = std::filesystem::path(ScratchDir()) / relativePath;
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    // A fresh file rather than a truncated one: ext4 flushes a truncated file to disk on close,
+    // which would cost milliseconds per input.
+    unlink(file.c_str());
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const bool written = descriptor >= 0 && write(descriptor, data, size) == static_cast<ssize_t>(size);
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+    if (!written) {
+        Fail("cannot write the scratch file");
+    }
+    return file.string();
+}
+
+void Fail(const char* message)
+{
+    std::fprintf(stderr, "fuzz check failed: %s\n", message);
+    std::abort();
+}
+
+}  // namespace FuzzSupport
