@@ -1,7 +1,7 @@
 // Stand-in for the platform's bounded-string library.
-#include <cstring>
-
 #include "platform/bounded_string.h"
+
+#include <cstring>
 
 namespace {
 constexpr int BOUNDED_OK = 0;

@@ -1,5 +1,6 @@
 // Stand-in for the platform's messaging library.
 #include "platform/easy_comm.h"
+
 #include "platform/sim/sim_export.h"
 #include "platform/sim/sim_ezcom.h"
 

@@ -1,5 +1,6 @@
 // Stand-in for the platform's group-owner service.
 #include "platform/group_owner.h"
+
 #include "platform/sim/sim_group_owner.h"
 
 namespace ProcMgr {

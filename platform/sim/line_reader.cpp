@@ -1,10 +1,9 @@
 #include "platform/sim/line_reader.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <poll.h>
+#include <unistd.h>
 
 namespace ProcMgr::Sim {
 

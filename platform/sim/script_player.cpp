@@ -1,14 +1,13 @@
 #include "platform/sim/script_player.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <system_error>
+#include <unistd.h>
 
 #include "platform/sim/line_reader.h"
 #include "platform/sim/sim_text.h"
@@ -30,7 +29,7 @@ UniqueFd OpenScript(const std::string& path, const Reporter& report)
     struct stat info {};
     if (stat(path.c_str(), &info) != 0) {
         report(Format("cannot open group-owner script '%s' (%s)", EscapeControl(path).c_str(), ErrnoText().c_str()));
-        return UniqueFd();
+        return {};
     }
     int flags = O_RDONLY;
     if (S_ISFIFO(info.st_mode)) {
@@ -39,7 +38,7 @@ UniqueFd OpenScript(const std::string& path, const Reporter& report)
         flags = O_RDWR | O_NONBLOCK;
     } else if (!S_ISREG(info.st_mode)) {
         report(Format("group-owner script '%s' is neither a regular file nor a FIFO", EscapeControl(path).c_str()));
-        return UniqueFd();
+        return {};
     }
     UniqueFd fd(open(path.c_str(), flags | O_CLOEXEC));
     if (!fd.Valid()) {
@@ -108,8 +107,8 @@ void ScriptPlayer::Play()
         }
         if (status != ReadStatus::LINE) {
             if (status == ReadStatus::FAILED) {
-                report(Format("reading group-owner script '%s' failed (%s); it ends here",
-                              EscapeControl(path).c_str(), ErrnoText().c_str()));
+                report(Format("reading group-owner script '%s' failed (%s); it ends here", EscapeControl(path).c_str(),
+                              ErrnoText().c_str()));
             }
             break;
         }

@@ -54,11 +54,12 @@ SimGroupOwner::~SimGroupOwner()
 int SimGroupOwner::Configure(const GrpOwnerStartupConfig& config)
 {
     const int result = settings.configureResult;
-    journal.Write(Format("grp Configure startupConfigPath=%s extraPath=%s resourcePath=%s firstFlag=%d secondFlag=%d "
-                         "extraValue=%" PRIu64 " ret=%d",
-                         EscapeControl(config.startupConfigPath).c_str(), EscapeControl(config.extraPath).c_str(),
-                         EscapeControl(config.resourcePath).c_str(), config.firstFlag ? 1 : 0,
-                         config.secondFlag ? 1 : 0, config.extraValue, result));
+    journal.Write(
+        Format("grp Configure startupConfigPath=%s extraPath=%s resourcePath=%s firstFlag=%d secondFlag=%d "
+               "extraValue=%" PRIu64 " ret=%d",
+               EscapeControl(config.startupConfigPath).c_str(), EscapeControl(config.extraPath).c_str(),
+               EscapeControl(config.resourcePath).c_str(), config.firstFlag ? 1 : 0, config.secondFlag ? 1 : 0,
+               config.extraValue, result));
     return result;
 }
 

@@ -109,7 +109,8 @@ int SimHal::Register(uint32_t devId, const HalSensorNodeConfig* config, uint64_t
     }
     // The HAL reads the name up to its first zero byte, never past the field.
     const std::string_view name(shown.name, strnlen(shown.name, HAL_SENSOR_NODE_NAME_SIZE));
-    journal.Write(Format("hal register dev=%" PRIu32 " name=%s nodeType=0x%04x sensorType=0x%02x ret=%d handle=%" PRIu64,
+    journal.Write(Format("hal register dev=%" PRIu32
+                         " name=%s nodeType=0x%04x sensorType=0x%02x ret=%d handle=%" PRIu64,
                          devId, EscapeControl(name).c_str(), static_cast<unsigned>(shown.nodeType),
                          static_cast<unsigned>(shown.sensorType), result, given));
     return result;

@@ -36,9 +36,9 @@ private:
 std::optional<HalFailures> ParseHalFailures(std::string_view text);
 
 struct HalSettings {
-    uint32_t devices = 1;     // PLATFORM_SIM_HAL_DEVICES
-    int devNumResult = 0;     // PLATFORM_SIM_HAL_DEVNUM_RET
-    HalFailures failures;     // PLATFORM_SIM_HAL_FAIL
+    uint32_t devices = 1;  // PLATFORM_SIM_HAL_DEVICES
+    int devNumResult = 0;  // PLATFORM_SIM_HAL_DEVNUM_RET
+    HalFailures failures;  // PLATFORM_SIM_HAL_FAIL
 };
 
 HalSettings LoadHalSettings(const EnvLookup& env, const Reporter& report);

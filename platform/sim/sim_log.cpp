@@ -17,8 +17,8 @@ const char* LevelName(int level)
 LogSettings LoadLogSettings(const EnvLookup& env, const Reporter& report)
 {
     LogSettings settings;
-    settings.threshold =
-        static_cast<int>(ReadInteger(env, "PLATFORM_SIM_LOG_LEVEL", settings.threshold, {0, HIGHEST_THRESHOLD}, report));
+    settings.threshold = static_cast<int>(
+        ReadInteger(env, "PLATFORM_SIM_LOG_LEVEL", settings.threshold, {0, HIGHEST_THRESHOLD}, report));
     settings.runLog = ReadInteger(env, "PLATFORM_SIM_RUNLOG", 1, {0, 1}, report) == 1;
     return settings;
 }

@@ -15,8 +15,8 @@ namespace ProcMgr::Sim {
 constexpr int RUN_LOG_MODULE_FLAG = 0x1000000;
 
 struct LogSettings {
-    int threshold = 1;    // PLATFORM_SIM_LOG_LEVEL: records at or above it pass
-    bool runLog = true;   // PLATFORM_SIM_RUNLOG: false blocks every module with the run-log flag
+    int threshold = 1;   // PLATFORM_SIM_LOG_LEVEL: records at or above it pass
+    bool runLog = true;  // PLATFORM_SIM_RUNLOG: false blocks every module with the run-log flag
 };
 
 LogSettings LoadLogSettings(const EnvLookup& env, const Reporter& report);

@@ -1,8 +1,7 @@
 #include "platform/sim/sim_output.h"
 
-#include <unistd.h>
-
 #include <cerrno>
+#include <unistd.h>
 
 namespace ProcMgr::Sim {
 

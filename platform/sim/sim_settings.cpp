@@ -1,10 +1,9 @@
 #include "platform/sim/sim_settings.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
+#include <fcntl.h>
 #include <system_error>
 
 namespace ProcMgr::Sim {
@@ -27,14 +26,17 @@ LineSink OpenJournal(const EnvLookup& env, const Reporter& report)
         return StderrNotes();
     }
     // Never closed: threads of the daemon may still journal while the process exits.
-    return LineSink(fd, "");
+    return {fd, ""};
 }
 
 }  // namespace
 
 const EnvLookup& ProcessEnvironment()
 {
-    static const EnvLookup lookup = [](const char* name) { return std::getenv(name); };
+    // Nothing in the process changes its environment while it runs.
+    static const EnvLookup lookup = [](const char* name) {
+        return std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
+    };
     return lookup;
 }
 

@@ -73,7 +73,7 @@ std::string FormatV(const char* format, va_list args)
     const size_t length = std::min(static_cast<size_t>(needed), MAX_FORMATTED_BYTES);
     std::vector<char> buffer(length + 1);
     std::vsnprintf(buffer.data(), buffer.size(), format, args);
-    return std::string(buffer.data(), length);
+    return {buffer.data(), length};
 }
 
 std::optional<int64_t> ParseInteger(std::string_view text, IntegerRange range)

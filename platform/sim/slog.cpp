@@ -1,10 +1,11 @@
 // Stand-in for the platform's logging library.
+#include "platform/slog.h"
+
 #include <cstdarg>
 #include <ctime>
 
 #include "platform/sim/sim_export.h"
 #include "platform/sim/sim_log.h"
-#include "platform/slog.h"
 
 namespace {
 

@@ -1,7 +1,8 @@
 // Stand-in for the device HAL.
+#include "platform/tarsel_hal.h"
+
 #include "platform/sim/sim_export.h"
 #include "platform/sim/sim_hal.h"
-#include "platform/tarsel_hal.h"
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <vector>
 
 #include "platform/easy_comm.h"
@@ -9,7 +8,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 struct BusyCase {
     const char* guards;
@@ -37,13 +36,13 @@ constexpr int CLOSE_BUSY = EZCOM_CLOSE_PIPE_BUSY;
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EzcomBusyTest,
-    ::testing::Values(BusyCase{"not busy", 0, EzcomCall::SEND_REQUEST, {0, 0}},
-                      BusyCase{"two busy calls then success", 2, EzcomCall::SEND_RESPONSE, {BUSY, BUSY, 0, 0}},
-                      BusyCase{"rpc counts the same way", 1, EzcomCall::RPC_SYNC, {BUSY, 0}},
-                      BusyCase{"close pipe answers its own code", 2, EzcomCall::CLOSE_PIPE, {CLOSE_BUSY, CLOSE_BUSY, 0}},
-                      BusyCase{"negative means always busy", -1, EzcomCall::SEND_REQUEST, {BUSY, BUSY, BUSY, BUSY}},
-                      BusyCase{"negative close pipe always busy", -7, EzcomCall::CLOSE_PIPE,
-                               {CLOSE_BUSY, CLOSE_BUSY, CLOSE_BUSY}}),
+    ::testing::Values(
+        BusyCase{"not busy", 0, EzcomCall::SEND_REQUEST, {0, 0}},
+        BusyCase{"two busy calls then success", 2, EzcomCall::SEND_RESPONSE, {BUSY, BUSY, 0, 0}},
+        BusyCase{"rpc counts the same way", 1, EzcomCall::RPC_SYNC, {BUSY, 0}},
+        BusyCase{"close pipe answers its own code", 2, EzcomCall::CLOSE_PIPE, {CLOSE_BUSY, CLOSE_BUSY, 0}},
+        BusyCase{"negative means always busy", -1, EzcomCall::SEND_REQUEST, {BUSY, BUSY, BUSY, BUSY}},
+        BusyCase{"negative close pipe always busy", -7, EzcomCall::CLOSE_PIPE, {CLOSE_BUSY, CLOSE_BUSY, CLOSE_BUSY}}),
     SimTest::RowName<BusyCase>);
 
 // A retry loop on one function must not use up another's busy calls.

@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <cstring>
+#include <gtest/gtest.h>
 #include <utility>
 #include <vector>
 
@@ -10,7 +9,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 using Entry = std::pair<HalCall, uint32_t>;
 
@@ -42,15 +41,13 @@ INSTANTIATE_TEST_SUITE_P(
         FailureListCase{"empty list", "", std::vector<Entry>{}},
         FailureListCase{"blanks only", "  ", std::vector<Entry>{}},
         FailureListCase{"one register", "register@1", std::vector<Entry>{{HalCall::REGISTER, 1}}},
-        FailureListCase{"every kind",
-                        "register@0,update@2,unregister@3",
+        FailureListCase{"every kind", "register@0,update@2,unregister@3",
                         std::vector<Entry>{{HalCall::REGISTER, 0}, {HalCall::UPDATE, 2}, {HalCall::UNREGISTER, 3}}},
         FailureListCase{"blanks around items", " update@1 , update@0 ",
                         std::vector<Entry>{{HalCall::UPDATE, 1}, {HalCall::UPDATE, 0}}},
         FailureListCase{"duplicates collapse", "update@1,update@1", std::vector<Entry>{{HalCall::UPDATE, 1}}},
         FailureListCase{"hex device", "unregister@0x10", std::vector<Entry>{{HalCall::UNREGISTER, 16}}},
-        FailureListCase{"largest device", "register@4294967295",
-                        std::vector<Entry>{{HalCall::REGISTER, 4294967295U}}},
+        FailureListCase{"largest device", "register@4294967295", std::vector<Entry>{{HalCall::REGISTER, 4294967295U}}},
         FailureListCase{"device too large", "register@4294967296", std::nullopt},
         FailureListCase{"negative device", "register@-1", std::nullopt},
         FailureListCase{"unknown call", "devnum@0", std::nullopt},
@@ -65,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class SimHalTest : public ::testing::Test {
 protected:
-    SimHal MakeHal(HalSettings settings) { return SimHal(std::move(settings), journal.Sink()); }
+    SimHal MakeHal(HalSettings settings) { return {std::move(settings), journal.Sink()}; }
 
     static HalSensorNodeConfig Node(const char* name, uint16_t nodeType, uint8_t sensorType)
     {
@@ -93,12 +90,11 @@ TEST_F(SimHalTest, HandsOutHandlesInOrderToSuccessfulRegistrationsOnly)
     EXPECT_EQ(handles[0], 1U);
     EXPECT_EQ(handles[1], 0U);
     EXPECT_EQ(handles[2], 2U);
-    EXPECT_EQ(journal.Lines(),
-              (std::vector<std::string>{
-                  "hal register dev=0 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=1",
-                  "hal register dev=1 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=7 handle=0",
-                  "hal register dev=2 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=2",
-              }));
+    EXPECT_EQ(journal.Lines(), (std::vector<std::string>{
+                                   "hal register dev=0 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=1",
+                                   "hal register dev=1 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=7 handle=0",
+                                   "hal register dev=2 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=2",
+                               }));
 }
 
 TEST_F(SimHalTest, NameStopsAtTheFieldEndAndIsEscaped)

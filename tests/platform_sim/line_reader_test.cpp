@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
-#include <sys/eventfd.h>
-
+#include <gtest/gtest.h>
 #include <string>
+#include <sys/eventfd.h>
 #include <vector>
 
 #include "platform/sim/line_reader.h"
@@ -13,7 +11,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 struct ReaderCase {
     const char* guards;
@@ -33,9 +31,9 @@ std::vector<std::string> ReadAll(const std::string& path)
         if (status == ReadStatus::LINE) {
             seen.push_back("line:" + line);
         } else if (status == ReadStatus::TOO_LONG) {
-            seen.push_back("too long");
+            seen.emplace_back("too long");
         } else {
-            seen.push_back(status == ReadStatus::END ? "end" : "other");
+            seen.emplace_back(status == ReadStatus::END ? "end" : "other");
             return seen;
         }
     }

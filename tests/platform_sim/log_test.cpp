@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <regex>
 
 #include "platform/sim/sim_log.h"
@@ -8,7 +7,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 constexpr int MODULE = 0x36;
 constexpr int RUN_LOG_MODULE = 0x1000036;
@@ -31,19 +30,17 @@ TEST_P(LogFilterTest, PassesByLevelAndRunLogFlag)
     EXPECT_EQ(log.Passes(GetParam().moduleId, GetParam().level), GetParam().passes);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, LogFilterTest,
-                         ::testing::Values(PassCase{"default passes info", {1, true}, MODULE, 1, true},
-                                           PassCase{"default blocks debug", {1, true}, MODULE, 0, false},
-                                           PassCase{"threshold itself passes", {3, true}, MODULE, 3, true},
-                                           PassCase{"below threshold blocked", {3, true}, MODULE, 2, false},
-                                           PassCase{"run log on passes flagged module", {1, true}, RUN_LOG_MODULE,
-                                                    1, true},
-                                           PassCase{"run log off blocks flagged module", {1, false},
-                                                    RUN_LOG_MODULE, 3, false},
-                                           PassCase{"run log off leaves plain module", {1, false}, MODULE, 1, true},
-                                           PassCase{"threshold four blocks every named level", {4, true}, MODULE, 3,
-                                                    false}),
-                         SimTest::RowName<PassCase>);
+INSTANTIATE_TEST_SUITE_P(
+    Table, LogFilterTest,
+    ::testing::Values(PassCase{"default passes info", {1, true}, MODULE, 1, true},
+                      PassCase{"default blocks debug", {1, true}, MODULE, 0, false},
+                      PassCase{"threshold itself passes", {3, true}, MODULE, 3, true},
+                      PassCase{"below threshold blocked", {3, true}, MODULE, 2, false},
+                      PassCase{"run log on passes flagged module", {1, true}, RUN_LOG_MODULE, 1, true},
+                      PassCase{"run log off blocks flagged module", {1, false}, RUN_LOG_MODULE, 3, false},
+                      PassCase{"run log off leaves plain module", {1, false}, MODULE, 1, true},
+                      PassCase{"threshold four blocks every named level", {4, true}, MODULE, 3, false}),
+    SimTest::RowName<PassCase>);
 
 TEST(SimLogTest, JournalsEveryRecordAndShowsOnlyPassingOnesOnTheConsole)
 {

@@ -1,14 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <mutex>
 #include <set>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 #include "platform/sim/sim_group_owner.h"
 #include "tests/platform_sim/sim_test_support.h"
@@ -75,14 +73,14 @@ protected:
 
     std::string Script(const std::string& text)
     {
-        const std::string path = dir.File("script");
+        std::string path = dir.File("script");
         SimTest::WriteFile(path, text);
         return path;
     }
 
     std::string Fifo()
     {
-        const std::string path = dir.File("ctl");
+        std::string path = dir.File("ctl");
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
         return path;
     }
@@ -119,12 +117,13 @@ protected:
 
 TEST_F(ScriptPlayerTest, PlaysFileAndAnswersCallsMadeFromInsideTheCallback)
 {
-    auto owner = MakeOwner(Script("# a camera and a radar\n"
-                                  "app camera 0x0607 -1\n"
-                                  "restart-ret camera 9\n"
-                                  "state camera 42 HEART_BEAT_LOST\n"
-                                  "state camera 43 SWITCH_ON\n"
-                                  "state radar 7 -1\n"));
+    auto owner =
+        MakeOwner(Script("# a camera and a radar\n"
+                         "app camera 0x0607 -1\n"
+                         "restart-ret camera 9\n"
+                         "state camera 42 HEART_BEAT_LOST\n"
+                         "state camera 43 SWITCH_ON\n"
+                         "state radar 7 -1\n"));
     // The daemon calls back into the service from the callback; a lock held across it deadlocks.
     owner->RegisterAppStateCallback([&](const std::string& name, int, AppReportState state) {
         AppSensorConfig config;
@@ -185,11 +184,12 @@ TEST_F(ScriptPlayerTest, StopReturnsQuicklyDuringALongSleep)
 TEST_F(ScriptPlayerTest, ParallelDeliversFromSeveralThreadsAtOnce)
 {
     constexpr size_t THREADS = 4;
-    auto owner = MakeOwner(Script("parallel 4\n"
-                                  "state a 1 0\nstate b 2 0\nstate c 3 0\nstate d 4 0\n"
-                                  "state e 5 0\nstate f 6 0\nstate g 7 0\nstate h 8 0\n"
-                                  "join\n"
-                                  "state after 9 0\n"));
+    auto owner =
+        MakeOwner(Script("parallel 4\n"
+                         "state a 1 0\nstate b 2 0\nstate c 3 0\nstate d 4 0\n"
+                         "state e 5 0\nstate f 6 0\nstate g 7 0\nstate h 8 0\n"
+                         "join\n"
+                         "state after 9 0\n"));
     std::mutex mutex;
     std::condition_variable allInside;
     size_t arrived = 0;
@@ -239,13 +239,14 @@ TEST_F(ScriptPlayerTest, NoCallbackRunsAfterStopReturned)
 
 TEST_F(ScriptPlayerTest, BadLinesAreReportedWithTheirNumberAndSkipped)
 {
-    auto owner = MakeOwner(Script("state a 1 SWITCH_ON\n"
-                                  "bogus\n"
-                                  "join\n"
-                                  "parallel 2\n"
-                                  "parallel 3\n"
-                                  "state b 2 x\n"
-                                  "state c 3 SWITCH_OFF\n"));
+    auto owner =
+        MakeOwner(Script("state a 1 SWITCH_ON\n"
+                         "bogus\n"
+                         "join\n"
+                         "parallel 2\n"
+                         "parallel 3\n"
+                         "state b 2 x\n"
+                         "state c 3 SWITCH_OFF\n"));
     owner->RegisterAppStateCallback(Recording());
     ASSERT_TRUE(deliveries.WaitFor(2));  // c runs as the unjoined block at the end of the file
     owner->Stop();
@@ -288,17 +289,18 @@ TEST_F(ScriptPlayerTest, LifecycleCallsAreJournaledAndStopIsIdempotent)
     owner.SetRunning(1);
     owner.Stop();
     owner.Stop();
-    EXPECT_EQ(journal.Lines(),
-              (std::vector<std::string>{
-                  "grp Stop",
-                  "grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml "
-                  "extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=3",
-                  "grp Start ret=-2",
-                  "grp Run",
-                  "grp SetRunning 1",
-                  "grp Stop",
-                  "grp Stop",
-              }));
+    const std::string configureLine =
+        "grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml "
+        "extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=3";
+    EXPECT_EQ(journal.Lines(), (std::vector<std::string>{
+                                   "grp Stop",
+                                   configureLine,
+                                   "grp Start ret=-2",
+                                   "grp Run",
+                                   "grp SetRunning 1",
+                                   "grp Stop",
+                                   "grp Stop",
+                               }));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <map>
 #include <optional>
 #include <string>
@@ -14,7 +13,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 constexpr const char* VARIABLE = "PLATFORM_SIM_HAL_DEVICES";
 

@@ -1,9 +1,8 @@
 #include "tests/platform_sim/sim_test_support.h"
 
-#include <fcntl.h>
-#include <stdlib.h>
-
 #include <cctype>
+#include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <memory>

@@ -3,10 +3,9 @@
 #define TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
-
 #include <map>
-#include <ostream>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 

@@ -1,15 +1,13 @@
 // The stand-in libraries as a program sees them: each reads its PLATFORM_SIM_* variables once per
 // process, so main sets them before any call, with a journal and stderr of this process's own.
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <mutex>
+#include <unistd.h>
 
 #include "platform/easy_comm.h"
 #include "platform/group_owner.h"
@@ -23,7 +21,7 @@ constexpr const char* JOURNAL_VARIABLE = "PLATFORM_SIM_JOURNAL";
 
 std::string JournalPath()
 {
-    return getenv(JOURNAL_VARIABLE);
+    return getenv(JOURNAL_VARIABLE);  // NOLINT(concurrency-mt-unsafe): set by main before any thread
 }
 
 // Next to the journal, in the directory main made for this process.
@@ -35,9 +33,8 @@ std::string StderrPath()
 
 size_t CountContaining(const std::vector<std::string>& lines, const std::string& needle)
 {
-    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.find(needle) != std::string::npos;
-    }));
+    return static_cast<size_t>(std::count_if(
+        lines.begin(), lines.end(), [&](const std::string& line) { return line.find(needle) != std::string::npos; }));
 }
 
 bool Contains(const std::vector<std::string>& lines, const std::string& line)
@@ -79,7 +76,8 @@ TEST(HalLibrary, FailureListAppliesToTheNamedDevice)
 
 TEST(EzcomLibrary, BusyCountsFromProcessStartPerFunction)
 {
-    const int sendAnswers[] = {EzcomSendRequest(1, nullptr), EzcomSendRequest(1, nullptr), EzcomSendRequest(1, nullptr)};
+    const int sendAnswers[] = {EzcomSendRequest(1, nullptr), EzcomSendRequest(1, nullptr),
+                               EzcomSendRequest(1, nullptr)};
     const int closeAnswers[] = {EzcomClosePipe(1), EzcomClosePipe(1), EzcomClosePipe(1)};
     EXPECT_EQ(std::vector<int>(std::begin(sendAnswers), std::end(sendAnswers)), (std::vector<int>{-11, -11, 0}));
     EXPECT_EQ(std::vector<int>(std::begin(closeAnswers), std::end(closeAnswers)), (std::vector<int>{-16, -16, 0}));
@@ -127,7 +125,7 @@ void SetUpProcess(const SimTest::TempDir& dir)
         {"PLATFORM_SIM_GRP_SCRIPT", dir.File("script")},
     };
     for (const auto& [name, value] : variables) {
-        setenv(name, value.c_str(), 1);
+        setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no other thread yet
     }
     const int stderrFile = open(dir.File("stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     dup2(stderrFile, STDERR_FILENO);

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "platform/sim/sim_text.h"
@@ -8,7 +7,7 @@
 namespace ProcMgr::Sim {
 namespace {
 
-using SimTest::operator<<;
+using SimTest::operator<<;  // NOLINT(misc-unused-using-decls): gtest prints rows with it
 
 using namespace std::string_literals;
 
@@ -58,27 +57,23 @@ constexpr IntegerRange BYTE{0, 255};
 
 INSTANTIATE_TEST_SUITE_P(
     Table, ParseIntegerTest,
-    ::testing::Values(IntegerCase{"decimal", "42", ANY, 42}, IntegerCase{"negative", "-1", ANY, -1},
-                      IntegerCase{"explicit plus", "+7", ANY, 7}, IntegerCase{"hex lower", "0x1f", ANY, 31},
-                      IntegerCase{"hex upper prefix and digits", "0XFF", ANY, 255},
-                      IntegerCase{"negative hex", "-0x10", ANY, -16},
-                      IntegerCase{"leading zeros are decimal, not octal", "010", ANY, 10},
-                      IntegerCase{"zero", "0", BYTE, 0}, IntegerCase{"range top inclusive", "255", BYTE, 255},
-                      IntegerCase{"above range", "256", BYTE, std::nullopt},
-                      IntegerCase{"below range", "-1", BYTE, std::nullopt},
-                      IntegerCase{"int64 max", "9223372036854775807", ANY, INT64_MAX},
-                      IntegerCase{"int64 min", "-9223372036854775808", ANY, INT64_MIN},
-                      IntegerCase{"overflow", "9223372036854775808", ANY, std::nullopt},
-                      IntegerCase{"far overflow", "99999999999999999999999", ANY, std::nullopt},
-                      IntegerCase{"letters", "abc", ANY, std::nullopt},
-                      IntegerCase{"trailing junk", "12abc", ANY, std::nullopt},
-                      IntegerCase{"trailing blank", "12 ", ANY, std::nullopt},
-                      IntegerCase{"leading blank", " 12", ANY, std::nullopt},
-                      IntegerCase{"empty", "", ANY, std::nullopt}, IntegerCase{"sign alone", "-", ANY, std::nullopt},
-                      IntegerCase{"prefix alone", "0x", ANY, std::nullopt},
-                      IntegerCase{"double sign", "--1", ANY, std::nullopt},
-                      IntegerCase{"sign after prefix", "0x-1", ANY, std::nullopt},
-                      IntegerCase{"decimal point", "1.5", ANY, std::nullopt}),
+    ::testing::Values(
+        IntegerCase{"decimal", "42", ANY, 42}, IntegerCase{"negative", "-1", ANY, -1},
+        IntegerCase{"explicit plus", "+7", ANY, 7}, IntegerCase{"hex lower", "0x1f", ANY, 31},
+        IntegerCase{"hex upper prefix and digits", "0XFF", ANY, 255}, IntegerCase{"negative hex", "-0x10", ANY, -16},
+        IntegerCase{"leading zeros are decimal, not octal", "010", ANY, 10}, IntegerCase{"zero", "0", BYTE, 0},
+        IntegerCase{"range top inclusive", "255", BYTE, 255}, IntegerCase{"above range", "256", BYTE, std::nullopt},
+        IntegerCase{"below range", "-1", BYTE, std::nullopt},
+        IntegerCase{"int64 max", "9223372036854775807", ANY, INT64_MAX},
+        IntegerCase{"int64 min", "-9223372036854775808", ANY, INT64_MIN},
+        IntegerCase{"overflow", "9223372036854775808", ANY, std::nullopt},
+        IntegerCase{"far overflow", "99999999999999999999999", ANY, std::nullopt},
+        IntegerCase{"letters", "abc", ANY, std::nullopt}, IntegerCase{"trailing junk", "12abc", ANY, std::nullopt},
+        IntegerCase{"trailing blank", "12 ", ANY, std::nullopt}, IntegerCase{"leading blank", " 12", ANY, std::nullopt},
+        IntegerCase{"empty", "", ANY, std::nullopt}, IntegerCase{"sign alone", "-", ANY, std::nullopt},
+        IntegerCase{"prefix alone", "0x", ANY, std::nullopt}, IntegerCase{"double sign", "--1", ANY, std::nullopt},
+        IntegerCase{"sign after prefix", "0x-1", ANY, std::nullopt},
+        IntegerCase{"decimal point", "1.5", ANY, std::nullopt}),
     SimTest::RowName<IntegerCase>);
 
 TEST(FormatTest, CutsRunawayTextAtTheBound)
