@@ -3,6 +3,10 @@ function(proc_launcher_warnings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
     -Wformat=2 -Wformat-security -Wnull-dereference -Wold-style-cast)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # A logging helper that forwards a format without a printf attribute escapes format checking.
+    target_compile_options(${target} PRIVATE -Wsuggest-attribute=format)
+  endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     # The log macros rely on the GNU comma swallowing of ##__VA_ARGS__, which GCC accepts under -Wpedantic.
     target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
@@ -11,3 +15,9 @@ function(proc_launcher_warnings target)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
 endfunction()
+
+# Build flavours that apply to every target, the platform stand-ins and tests included, so that
+# a sanitized or hardened daemon never loads an uninstrumented library of ours.
+include(${CMAKE_CURRENT_LIST_DIR}/Sanitizers.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/Coverage.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/Hardening.cmake)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Cross builds the aarch64 preset and runs its tests under qemu-aarch64. GoogleTest for arm64 is
-# built first from Debian's sources into build/aarch64-deps, which the preset points at.
+# Cross builds the aarch64 preset, runs its tests under qemu-aarch64 and packages it as an arm64
+# .deb. GoogleTest for arm64 is built first from Debian's sources into build/aarch64-deps, which
+# the preset points at.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,6 +17,4 @@ fi
 
 cmake --workflow --preset aarch64
 
-machine=$(readelf -h build/aarch64/bin/proc_launcher | sed -n 's/^ *Machine: *//p')
-echo "build/aarch64/bin/proc_launcher: $machine"
-[[ $machine == AArch64 ]]
+scripts/ci-package.sh build/aarch64
