@@ -77,12 +77,7 @@ extern "C" void DlogRecord(int moduleId, int level, const char* fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    va_list sizing;
-    va_copy(sizing, args);
-    const int length = vsnprintf(nullptr, 0, fmt, sizing);
-    va_end(sizing);
-    std::string text(static_cast<size_t>(length > 0 ? length : 0), '\0');
-    vsnprintf(text.data(), text.size() + 1, fmt, args);
+    const std::string text = Fakes::FormatText(fmt, args);
     va_end(args);
 
     std::lock_guard<std::mutex> lock(Fakes::FakeMutex());

@@ -10,38 +10,15 @@
 
 namespace Fakes {
 namespace {
-std::vector<SyslogRecord>& Records()
-{
-    static std::vector<SyslogRecord> records;
-    return records;
-}
-
 __attribute__((format(printf, 2, 0))) void Record(int priority, const char* fmt, va_list args)
 {
-    va_list sizing;
-    va_copy(sizing, args);
-    const int length = vsnprintf(nullptr, 0, fmt, sizing);
-    va_end(sizing);
-    std::string text(static_cast<size_t>(length > 0 ? length : 0), '\0');
-    vsnprintf(text.data(), text.size() + 1, fmt, args);
+    const std::string text = FormatText(fmt, args);
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Records().push_back(SyslogRecord{priority, text});
     char prefix[32];
     snprintf(prefix, sizeof(prefix), "syslog 0x%x ", static_cast<unsigned>(priority));
     RecordTimelineLocked(prefix + text);
 }
 }  // namespace
-
-void ResetSyslogLocked()
-{
-    Records().clear();
-}
-
-std::vector<SyslogRecord> SyslogRecords()
-{
-    std::lock_guard<std::mutex> lock(FakeMutex());
-    return Records();
-}
 
 }  // namespace Fakes
 

@@ -63,12 +63,7 @@ int LogFlushCalls();
 // true when a record's text contains needle.
 bool LogContains(const std::string& needle);
 
-// ---- syslog ----
-struct SyslogRecord {
-    int priority = 0;
-    std::string text;
-};
-std::vector<SyslogRecord> SyslogRecords();
+// ---- syslog: records land on the timeline as "syslog 0xPRIORITY TEXT" ----
 
 // ---- messaging library ----
 struct EzcomCall {

@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <mutex>
 
 #include "tests/fakes/fakes.h"
@@ -18,6 +19,17 @@ std::vector<std::string>& TimelineLines()
     return lines;
 }
 }  // namespace
+
+std::string FormatText(const char* fmt, va_list args)
+{
+    va_list sizing;
+    va_copy(sizing, args);
+    const int length = vsnprintf(nullptr, 0, fmt, sizing);
+    va_end(sizing);
+    std::string text(static_cast<size_t>(length > 0 ? length : 0), '\0');
+    vsnprintf(text.data(), text.size() + 1, fmt, args);
+    return text;
+}
 
 void RecordTimelineLocked(const std::string& line)
 {
@@ -53,7 +65,6 @@ void ResetAll()
     TimelineLines().clear();
     ResetHalLocked();
     ResetLogLocked();
-    ResetSyslogLocked();
     ResetEzcomLocked();
 }
 
