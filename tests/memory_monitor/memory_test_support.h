@@ -2,77 +2,84 @@
 #ifndef TESTS_MEMORY_MONITOR_MEMORY_TEST_SUPPORT_H
 #define TESTS_MEMORY_MONITOR_MEMORY_TEST_SUPPORT_H
 
-#include <cstdint>
-#include <ostream>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
 #include <string>
-#include <string_view>
+#include <sys/stat.h>
+#include <utility>
 #include <vector>
+
+#include "tests/fakes/fakes.h"
 
 namespace MemoryTest {
 
-inline constexpr int INFO = 1;
-inline constexpr int ERROR = 3;
-inline constexpr int MODULE = 0x36;
-inline constexpr int RUNLOG_MODULE = 0x1000036;
-
-// One log record without its "[file:line]" prefix.
-struct LogLine {
-    int moduleId = 0;
-    int level = 0;
-    std::string message;
-    bool operator==(const LogLine& other) const
-    {
-        return moduleId == other.moduleId && level == other.level && message == other.message;
-    }
-};
-void PrintTo(const LogLine& line, std::ostream* out);
-
-// The fake log's records so far; fails the test on a record without the "[proc_launcher.cpp:N]" prefix.
-std::vector<LogLine> LoggedLines();
-
-// A test name made of the words of a table row's description: "CRLF ignored" -> "CRLF_ignored".
-std::string RowName(std::string_view guards);
-// Names parameterised tests after the guards field of their row.
-struct RowNamer {
-    template <typename ParamInfo>
-    std::string operator()(const ParamInfo& paramInfo) const
-    {
-        return RowName(paramInfo.param.guards);
-    }
-};
-
-// "Cannot open node statistic file {dir}/<file>."
-LogLine CannotOpen(const std::string& file);
-
-// Replaces every "{dir}" in the messages with dir.
-std::vector<LogLine> WithDir(std::vector<LogLine> lines, const std::string& dir);
-
 // Contents that SysfsTree::Place turns into other kinds of entry.
-inline constexpr const char* MISSING = "\x01" "missing";
-inline constexpr const char* DIRECTORY = "\x01" "directory";
-inline constexpr const char* FIFO = "\x01" "fifo";
-inline constexpr const char* DANGLING_LINK = "\x01" "dangling link";
+inline const std::string MISSING = "<missing>";
+inline const std::string DIRECTORY = "<directory>";
+inline const std::string FIFO = "<fifo>";
+inline const std::string DANGLING_LINK = "<dangling link>";
 
 class SysfsTree {
 public:
-    SysfsTree();
-    ~SysfsTree();
+    SysfsTree() : dir((std::filesystem::temp_directory_path() / "memory-sysfs-XXXXXX").string())
+    {
+        EXPECT_NE(mkdtemp(dir.data()), nullptr) << dir;
+    }
+    ~SysfsTree()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    }
     SysfsTree(const SysfsTree&) = delete;
     SysfsTree& operator=(const SysfsTree&) = delete;
 
     const std::string& Dir() const { return dir; }
-    // Creates the parent directories as needed.
-    void Write(const std::string& relativePath, std::string_view content) const;
-    void MakeDirectory(const std::string& relativePath) const;
-    void Remove(const std::string& relativePath) const;
-    // Write, or the kind of entry that a marker content names.
-    void Place(const std::string& relativePath, const std::string& content) const;
-    // A kernel-style meminfo for the node with the given MemFree.
-    void WriteMeminfo(int32_t nodeId, uint64_t freeKb) const;
+    void Remove(const std::string& name) const { std::filesystem::remove_all(dir + "/" + name); }
+    // Writes the file, creating its directory, or makes the entry that a marker content names.
+    void Place(const std::string& name, const std::string& content) const
+    {
+        const std::filesystem::path path = dir + "/" + name;
+        std::filesystem::create_directories(path.parent_path());
+        if (content == DIRECTORY) {
+            std::filesystem::create_directory(path);
+        } else if (content == FIFO) {
+            ASSERT_EQ(mkfifo(path.c_str(), 0600), 0) << path;
+        } else if (content == DANGLING_LINK) {
+            std::filesystem::create_symlink(dir + "/nowhere", path);
+        } else if (content != MISSING) {
+            std::ofstream out(path, std::ios::binary | std::ios::trunc);
+            ASSERT_TRUE(out << content) << path;
+        }
+    }
 
 private:
     std::string dir;
 };
+
+// The fake log as "<tag>|<message>" with dir written "{dir}", after checking and cutting the
+// "[proc_launcher.cpp:N]" prefix. Tags: I info and E error of the daemon's module, R its run log.
+inline std::vector<std::string> Logs(const std::string& dir = "")
+{
+    const std::map<std::pair<int, int>, std::string> tags{{{0x36, 1}, "I"}, {{0x36, 3}, "E"}, {{0x1000036, 1}, "R"}};
+    const std::string prefix = "[proc_launcher.cpp:";
+    std::vector<std::string> lines;
+    for (const Fakes::LogRecord& record : Fakes::LogRecords()) {
+        const std::string& text = record.text;
+        const size_t close = text.find(']');
+        const bool prefixed = text.rfind(prefix, 0) == 0 && close != std::string::npos && close > prefix.size() &&
+                              text.find_first_not_of("0123456789", prefix.size()) == close;
+        EXPECT_TRUE(prefixed) << text;
+        const auto tag = tags.find({record.moduleId, record.level});
+        std::string line = (tag == tags.end() ? "?" : tag->second) + "|" + text.substr(prefixed ? close + 1 : 0);
+        for (size_t at = line.find(dir); !dir.empty() && at != std::string::npos; at = line.find(dir, at)) {
+            line.replace(at, dir.size(), "{dir}");
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
 
 }  // namespace MemoryTest
 
