@@ -1,81 +1,59 @@
-// Temporary files, journals and report collectors for the stand-in tests.
+// Scratch files for the stand-in tests.
 #ifndef TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 #define TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 
-#include <gtest/gtest.h>
-#include <map>
-#include <mutex>
-#include <ostream>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <stdlib.h>
 #include <string>
 #include <vector>
 
 #include "platform/sim/sim_output.h"
-#include "platform/sim/sim_settings.h"
 
 namespace SimTest {
 
-// A fresh directory, removed with everything in it by the destructor.
-class TempDir {
+// A fresh directory, removed with everything in it at the end; sinks append to its files.
+class Scratch {
 public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
+    Scratch()
+    {
+        if (mkdtemp(root.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp failed");
+        }
+    }
+    ~Scratch()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
 
     std::string File(const std::string& name) const { return root + "/" + name; }
+    std::string Write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(File(name), std::ios::binary) << text;
+        return File(name);
+    }
+    ProcMgr::Sim::LineSink Sink(const std::string& name)
+    {
+        fds.emplace_back(open(File(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
+        return {fds.back().Get(), ""};
+    }
+    std::vector<std::string> Lines(const std::string& name) const
+    {
+        std::ifstream in(File(name));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
 
 private:
-    std::string root;
+    std::string root = (std::filesystem::temp_directory_path() / "platform_sim.XXXXXX").string();
+    std::vector<ProcMgr::Sim::UniqueFd> fds;
 };
-
-std::vector<std::string> ReadLines(const std::string& path);
-void WriteFile(const std::string& path, const std::string& text);
-
-// A journal file opened for appending, as the stand-ins open theirs.
-class JournalFile {
-public:
-    explicit JournalFile(std::string filePath);
-    ProcMgr::Sim::LineSink Sink() const { return ProcMgr::Sim::LineSink(fd.Get(), ""); }
-    std::vector<std::string> Lines() const { return ReadLines(path); }
-    // Lines that begin with prefix.
-    std::vector<std::string> LinesWith(const std::string& prefix) const;
-
-private:
-    std::string path;
-    ProcMgr::Sim::UniqueFd fd;
-};
-
-// Collects reports from any thread.
-class Reports {
-public:
-    ProcMgr::Sim::Reporter Reporter();
-    std::vector<std::string> Messages() const;
-
-private:
-    mutable std::mutex mutex;
-    std::vector<std::string> messages;
-};
-
-// A test name made of a row's description: letters and digits kept, everything else '_'.
-std::string CaseName(const std::string& guards);
-
-// Names each row of a parameterised table by its "guards" field.
-template <typename Row>
-std::string RowName(const ::testing::TestParamInfo<Row>& info)
-{
-    return CaseName(info.param.guards);
-}
-
-// Shows a table row by its description in test names and failure messages; a test file brings it
-// in with `using SimTest::operator<<;` next to its rows.
-template <typename Row, typename = decltype(Row::guards)>
-std::ostream& operator<<(std::ostream& out, const Row& row)
-{
-    return out << row.guards;
-}
-
-// An environment made of a table.
-ProcMgr::Sim::EnvLookup TableEnvironment(const std::map<std::string, std::string>& variables);
 
 }  // namespace SimTest
 

@@ -1,12 +1,9 @@
-// The stand-in libraries as a program sees them: each reads its PLATFORM_SIM_* variables once per
+// The stand-in libraries as a program links them: each reads its PLATFORM_SIM_* variables once per
 // process, so main sets them before any call, with a journal and stderr of this process's own.
-#include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
-#include <fcntl.h>
+#include <future>
 #include <gtest/gtest.h>
-#include <mutex>
+#include <regex>
 #include <unistd.h>
 
 #include "platform/easy_comm.h"
@@ -17,119 +14,54 @@
 
 namespace {
 
-constexpr const char* JOURNAL_VARIABLE = "PLATFORM_SIM_JOURNAL";
+SimTest::Scratch* scratch = nullptr;  // made by main before any test
 
-std::string JournalPath()
-{
-    return getenv(JOURNAL_VARIABLE);  // NOLINT(concurrency-mt-unsafe): set by main before any thread
-}
-
-// Next to the journal, in the directory main made for this process.
-std::string StderrPath()
-{
-    const std::string journal = JournalPath();
-    return journal.substr(0, journal.rfind('/')) + "/stderr";
-}
-
-size_t CountContaining(const std::vector<std::string>& lines, const std::string& needle)
-{
-    return static_cast<size_t>(std::count_if(
-        lines.begin(), lines.end(), [&](const std::string& line) { return line.find(needle) != std::string::npos; }));
-}
-
-bool Contains(const std::vector<std::string>& lines, const std::string& line)
-{
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-TEST(SlogLibrary, FiltersByLevelAndRunLogAndJournalsFormattedRecords)
-{
-    EXPECT_EQ(CheckLogLevel(0x36, 1), 0);
-    EXPECT_EQ(CheckLogLevel(0x36, 2), 1);
-    EXPECT_EQ(CheckLogLevel(0x1000036, 3), 0);
-    DlogRecord(0x36, 2, "[%s:%d]start entry...", "proc_launcher.cpp", 41);
-    DlogFlush();
-    const std::vector<std::string> journal = SimTest::ReadLines(JournalPath());
-    EXPECT_TRUE(Contains(journal, "log 2 0x36 [proc_launcher.cpp:41]start entry...")) << journal.size();
-    EXPECT_TRUE(Contains(journal, "log flush"));
-    EXPECT_EQ(CountContaining(SimTest::ReadLines(StderrPath()), "WARN  mod=0x36 [proc_launcher.cpp:41]start entry..."),
-              1U);
-}
-
-TEST(HalLibrary, MalformedDeviceCountIsReportedOnceAndDefaulted)
-{
-    for (int call = 0; call < 2; ++call) {
-        uint32_t count = 99;
-        EXPECT_EQ(drvGetDevNum(&count), 0);
-        EXPECT_EQ(count, 1U);
-    }
-    EXPECT_EQ(CountContaining(SimTest::ReadLines(StderrPath()), "sim: PLATFORM_SIM_HAL_DEVICES='abc' is not"), 1U);
-    EXPECT_EQ(CountContaining(SimTest::ReadLines(JournalPath()), "hal devnum ret=0 count=1"), 2U);
-}
-
-TEST(HalLibrary, FailureListAppliesToTheNamedDevice)
-{
-    EXPECT_EQ(halSensorNodeUpdateState(0, 1, 1, 1), 0);
-    EXPECT_EQ(halSensorNodeUpdateState(1, 2, 1, 1), 7);
-    EXPECT_TRUE(Contains(SimTest::ReadLines(JournalPath()), "hal update dev=1 handle=2 fault=1 event=1 ret=7"));
-}
-
-TEST(EzcomLibrary, BusyCountsFromProcessStartPerFunction)
-{
-    const int sendAnswers[] = {EzcomSendRequest(1, nullptr), EzcomSendRequest(1, nullptr),
-                               EzcomSendRequest(1, nullptr)};
-    const int closeAnswers[] = {EzcomClosePipe(1), EzcomClosePipe(1), EzcomClosePipe(1)};
-    EXPECT_EQ(std::vector<int>(std::begin(sendAnswers), std::end(sendAnswers)), (std::vector<int>{-11, -11, 0}));
-    EXPECT_EQ(std::vector<int>(std::begin(closeAnswers), std::end(closeAnswers)), (std::vector<int>{-16, -16, 0}));
-    EXPECT_EQ(EzcomCfgFinishServer(), 0);
-    EXPECT_TRUE(Contains(SimTest::ReadLines(JournalPath()), "ezcom CfgFinishServer"));
-}
-
-TEST(GroupOwnerLibrary, SingletonPlaysTheScriptNamedByTheEnvironment)
+TEST(StandInLibraries, ReadTheirVariablesOncePerProcessAndJournalEveryCall)
 {
     using namespace ProcMgr;
+    EXPECT_EQ(std::vector<int>({CheckLogLevel(0x36, 1), CheckLogLevel(0x36, 2), CheckLogLevel(0x1000036, 3)}),
+              std::vector<int>({0, 1, 0}));
+    DlogRecord(0x36, 2, "[%s:%d]start entry...", "proc_launcher.cpp", 41);
+    DlogRecord(0x36, 1, "quiet");
+    DlogRecord(0x1000036, 3, "run\tlog");
+    DlogFlush();
+    uint32_t counts[2] = {99, 99};
+    EXPECT_EQ(drvGetDevNum(&counts[0]) + drvGetDevNum(&counts[1]) + halSensorNodeUpdateState(1, 2, 1, 1), 7);
+    EXPECT_EQ(counts[0] + counts[1], 2U);
+    EXPECT_EQ(std::vector<int>({EzcomSendRequest(1, nullptr), EzcomClosePipe(1), EzcomSendRequest(1, nullptr),
+                                EzcomSendRequest(1, nullptr)}),
+              std::vector<int>({-11, -16, -11, 0}));
     ProcMgrGrpOwner* owner = ProcMgrGrpOwner::GetInstance();
     ASSERT_EQ(owner, ProcMgrGrpOwner::GetInstance());
-    EXPECT_EQ(owner->Configure(GrpOwnerStartupConfig{}), 4);
-    std::mutex mutex;
-    std::condition_variable delivered;
-    uint32_t nodeType = 0;
-    owner->RegisterAppStateCallback([&](const std::string& name, int, AppReportState) {
+    EXPECT_EQ(owner->Configure(GrpOwnerStartupConfig{"/s.yaml", "x", "/res", true, false, 3}), 4);
+    std::promise<bool> declared;
+    owner->RegisterAppStateCallback([&declared](const std::string& name, int, AppReportState) {
         AppSensorConfig config;
-        ProcMgrGrpOwner::GetInstance()->GetAppSensorConfig(name, config);
-        const std::lock_guard<std::mutex> lock(mutex);
-        nodeType = config.nodeType;
-        delivered.notify_all();
+        const int result = ProcMgrGrpOwner::GetInstance()->GetAppSensorConfig(name, config);
+        declared.set_value(result == 0 && config.nodeType == 0x27);
         return true;
     });
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        EXPECT_TRUE(delivered.wait_for(lock, std::chrono::seconds(5), [&] { return nodeType != 0; }));
-    }
+    std::future<bool> delivered = declared.get_future();
+    ASSERT_EQ(delivered.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_TRUE(delivered.get());
     owner->Stop();
-    EXPECT_EQ(nodeType, 0x27U);
-    EXPECT_TRUE(Contains(SimTest::ReadLines(JournalPath()), "grp callback app=camera pid=5 state=4 result=1"));
-}
-
-void SetUpProcess(const SimTest::TempDir& dir)
-{
-    SimTest::WriteFile(dir.File("script"), "app camera 0x27 1\nstate camera 5 ABNORMAL_EXIT\n");
-    const std::pair<const char*, std::string> variables[] = {
-        {JOURNAL_VARIABLE, dir.File("journal")},
-        {"PLATFORM_SIM_LOG_LEVEL", "2"},
-        {"PLATFORM_SIM_RUNLOG", "0"},
-        {"PLATFORM_SIM_HAL_DEVICES", "abc"},
-        {"PLATFORM_SIM_HAL_FAIL", "update@1"},
-        {"PLATFORM_SIM_EZCOM_BUSY", "2"},
-        {"PLATFORM_SIM_GRP_CONFIGURE_RET", "4"},
-        {"PLATFORM_SIM_GRP_SCRIPT", dir.File("script")},
-    };
-    for (const auto& [name, value] : variables) {
-        setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no other thread yet
-    }
-    const int stderrFile = open(dir.File("stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    dup2(stderrFile, STDERR_FILENO);
-    close(stderrFile);
+    EXPECT_EQ(
+        scratch->Lines("journal"),
+        (std::vector<std::string>{
+            "log 2 0x36 [proc_launcher.cpp:41]start entry...", "log 1 0x36 quiet", "log 3 0x1000036 run\\tlog",
+            "log flush", "hal devnum ret=0 count=1", "hal devnum ret=0 count=1",
+            "hal update dev=1 handle=2 fault=1 event=1 ret=7", "ezcom SendRequest pipe=1 ret=-11",
+            "ezcom ClosePipe pipe=1 ret=-16", "ezcom SendRequest pipe=1 ret=-11", "ezcom SendRequest pipe=1 ret=0",
+            "grp Configure startupConfigPath=/s.yaml extraPath=x resourcePath=/res firstFlag=1 secondFlag=0 "
+            "extraValue=3 ret=4",
+            "grp RegisterAppStateCallback", "grp GetAppSensorConfig app=camera ret=0 nodeType=0x27 reportScope=1",
+            "grp callback app=camera pid=5 state=4 result=1", "grp Stop"}));
+    const std::vector<std::string> stderrLines = scratch->Lines("stderr");
+    ASSERT_EQ(stderrLines.size(), 2U);  // no journal line and no record that fails the level or run-log setting
+    EXPECT_TRUE(std::regex_match(stderrLines[0], std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} WARN  mod=0x36 )"
+                                                            R"(\[proc_launcher\.cpp:41\]start entry\.\.\.)")))
+        << stderrLines[0];
+    EXPECT_EQ(stderrLines[1], "sim: PLATFORM_SIM_HAL_DEVICES='abc' is not an integer in 0..4294967295; using 1");
 }
 
 }  // namespace
@@ -137,7 +69,19 @@ void SetUpProcess(const SimTest::TempDir& dir)
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
-    SimTest::TempDir dir;
-    SetUpProcess(dir);
+    SimTest::Scratch dir;
+    scratch = &dir;
+    // clang-format off
+    const std::pair<const char*, std::string> variables[] = {
+        {"PLATFORM_SIM_JOURNAL", dir.File("journal")}, {"PLATFORM_SIM_LOG_LEVEL", "2"}, {"PLATFORM_SIM_RUNLOG", "0"},
+        {"PLATFORM_SIM_HAL_DEVICES", "abc"}, {"PLATFORM_SIM_HAL_FAIL", "update@1"}, {"PLATFORM_SIM_EZCOM_BUSY", "2"},
+        {"PLATFORM_SIM_GRP_CONFIGURE_RET", "4"},
+        {"PLATFORM_SIM_GRP_SCRIPT", dir.Write("script", "app camera 0x27 1\nstate camera 5 ABNORMAL_EXIT\n")}};
+    // clang-format on
+    for (const auto& [name, value] : variables) {
+        setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no other thread yet
+    }
+    const ProcMgr::Sim::UniqueFd stderrFile(open(dir.File("stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644));
+    dup2(stderrFile.Get(), STDERR_FILENO);
     return RUN_ALL_TESTS();
 }
