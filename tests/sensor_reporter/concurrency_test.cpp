@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "tests/sensor_reporter/reporter_test_support.h"
+#include "sensor_reporter/sensor_node_event_reporter.h"
+#include "tests/fakes/fakes.h"
 
-namespace ReporterTests {
 namespace {
 
 constexpr int WORKERS = 4;
@@ -12,56 +12,38 @@ constexpr int ROUNDS = 150;
 constexpr int SHARED_CHANGES = 300;
 constexpr uint32_t DEVICES = 2;
 
-// Per handle, what the HAL saw happen to it, in order.
-std::map<uint64_t, std::vector<std::string>> HistoryByHandle()
+ProcMgr::SensorNodeConfig EveryDevice(const std::string& name)
 {
-    std::map<uint64_t, std::vector<std::string>> history;
-    for (const auto& call : Fakes::HalCalls()) {
-        if (call.op == "update") {
-            history[call.handle].push_back("update " + std::to_string(call.event));
-        } else if (call.op == "unregister") {
-            history[call.handle].push_back("unregister");
-        }
-    }
-    return history;
+    return {name, 0x0617, 0x27, -1};
 }
 
-void CycleOwnNode(ProcMgr::SensorNodeEventReporter& reporter, const std::string& name)
-{
-    for (int round = 0; round < ROUNDS; ++round) {
-        EXPECT_TRUE(reporter.RegisterSensorNode(Node(name, EVERY_DEVICE, OS_NODE_TYPE, APP_SENSOR_TYPE)));
-        reporter.ReportEvent(name, 1);
-        reporter.ReportEvent(name, 1);
-        reporter.ReportEvent(name, 0);
-        EXPECT_TRUE(reporter.UnregisterSensorNode(name));
-    }
-}
-
-void ToggleSharedNode(ProcMgr::SensorNodeEventReporter& reporter)
-{
-    for (int change = 0; change < SHARED_CHANGES; ++change) {
-        const int32_t event = change % 2 == 0 ? 1 : 0;
-        reporter.ReportEvent("os-memory", event);
-        reporter.ReportEvent("os-memory", event);
-    }
-}
-
+// Workers cycle their own nodes while one thread toggles a shared node: per handle, the HAL must see
+// exactly the changes of its node and then its unregistration.
 TEST(ReporterConcurrency, ThreadsOnOwnAndSharedNodesLoseNothingAndRepeatNothing)
 {
     Fakes::ResetAll();
-    Fakes::HalSetup setup;
-    setup.devices = DEVICES;
-    Fakes::SetHal(setup);
+    Fakes::SetHal({DEVICES, 0, {}});
     ProcMgr::DeviceCount deviceCount;
     ProcMgr::SensorNodeEventReporter reporter(deviceCount);
 
     std::vector<std::thread> threads;
     threads.emplace_back([&reporter] {
-        EXPECT_TRUE(reporter.RegisterSensorNode(Node("os-memory", EVERY_DEVICE)));
-        ToggleSharedNode(reporter);
+        EXPECT_TRUE(reporter.RegisterSensorNode(EveryDevice("os-memory")));
+        for (int change = 0; change < SHARED_CHANGES; ++change) {
+            reporter.ReportEvent("os-memory", change % 2 == 0 ? 1 : 0);
+            reporter.ReportEvent("os-memory", change % 2 == 0 ? 1 : 0);
+        }
     });
     for (int worker = 0; worker < WORKERS; ++worker) {
-        threads.emplace_back([&reporter, worker] { CycleOwnNode(reporter, "app-" + std::to_string(worker)); });
+        threads.emplace_back([&reporter, name = "app-" + std::to_string(worker)] {
+            for (int round = 0; round < ROUNDS; ++round) {
+                EXPECT_TRUE(reporter.RegisterSensorNode(EveryDevice(name)));
+                for (const int32_t event : {1, 1, 0}) {
+                    reporter.ReportEvent(name, event);
+                }
+                EXPECT_TRUE(reporter.UnregisterSensorNode(name));
+            }
+        });
     }
     for (auto& thread : threads) {
         thread.join();
@@ -69,24 +51,25 @@ TEST(ReporterConcurrency, ThreadsOnOwnAndSharedNodesLoseNothingAndRepeatNothing)
     EXPECT_TRUE(reporter.UnregisterAllSensorNodes());
 
     EXPECT_EQ(Fakes::HalCalls("devnum").size(), 1U) << "first callers raced on the device count";
-    const auto registrations = Fakes::HalCalls("register");
-    EXPECT_EQ(registrations.size(), (WORKERS * ROUNDS + 1) * DEVICES);
+    std::map<uint64_t, std::vector<std::string>> history;
+    for (const auto& call : Fakes::HalCalls()) {
+        if (call.op == "update" || call.op == "unregister") {
+            history[call.handle].push_back(call.op + " " + std::to_string(call.event));
+        }
+    }
     std::vector<std::string> sharedHistory;
     for (int change = 0; change < SHARED_CHANGES; ++change) {
         sharedHistory.push_back(change % 2 == 0 ? "update 1" : "update 0");
     }
-    sharedHistory.push_back("unregister");
-    const std::vector<std::string> ownHistory{"update 1", "update 0", "unregister"};
-
-    const auto history = HistoryByHandle();
+    sharedHistory.push_back("unregister 0");
+    const std::vector<std::string> ownHistory{"update 1", "update 0", "unregister 0"};
+    const auto registrations = Fakes::HalCalls("register");
+    EXPECT_EQ(registrations.size(), (WORKERS * ROUNDS + 1) * DEVICES);
     EXPECT_EQ(history.size(), registrations.size()) << "a handle was lost or invented";
     for (const auto& call : registrations) {
-        const auto found = history.find(call.handle);
-        ASSERT_NE(found, history.end()) << RecordName(call) << " on device " << call.dev;
-        EXPECT_EQ(found->second, RecordName(call) == "os-memory" ? sharedHistory : ownHistory)
-            << RecordName(call) << " on device " << call.dev;
+        const std::string name = reinterpret_cast<const char*>(call.record.data());
+        EXPECT_EQ(history[call.handle], name == "os-memory" ? sharedHistory : ownHistory) << name << "@" << call.dev;
     }
 }
 
 }  // namespace
-}  // namespace ReporterTests
