@@ -35,22 +35,16 @@ TEST(DecimalNumberTest, AcceptsWhatStoiAndStoulAccept)
         "-18446744073709551616", std::string(40, '9'), "", "   ", "-", "+-1", "- 1", "abc", std::string{'\0', '5'},
         std::string{'6', '\0', '7'}};
     // clang-format on
-    const auto stoi = [](const std::string& text) { return std::stoi(text); };
-    const auto stoul = [](const std::string& text) { return uint64_t{std::stoul(text)}; };
     for (const std::string& text : texts) {
         SCOPED_TRACE(testing::PrintToString(text));
-        EXPECT_EQ(ProcMgr::ParseLeadingInt32(text), Reference(stoi, text));
-        EXPECT_EQ(ProcMgr::ParseLeadingUint64(text), Reference(stoul, text));
+        EXPECT_EQ(ProcMgr::ParseLeadingInt32(text), Reference([](auto& t) { return std::stoi(t); }, text));
+        EXPECT_EQ(ProcMgr::ParseLeadingUint64(text), Reference([](auto& t) { return uint64_t{std::stoul(t)}; }, text));
     }
 }
 
 std::string Item(const std::string& item)
 {
     return "I|Get numa node " + item + ".";
-}
-std::string ItemFailure(const std::string& item, const std::string& detail)
-{
-    return "R|Get numa node list, exception is throwed. (str=" + item + ",detail=" + detail + ")";
 }
 std::string CannotOpen(const std::string& file)
 {
@@ -92,7 +86,8 @@ TEST(NodeListItemTest, YieldsTheIdsAndLogsTheItem)
         const std::string printed = row.item.c_str();  // %s stops at a NUL byte
         Logs logs{Item(printed)};
         if (row.failure != nullptr) {
-            logs.push_back(ItemFailure(printed, row.failure));
+            logs.push_back("R|Get numa node list, exception is throwed. (str=" + printed + ",detail=" + row.failure +
+                           ")");
         }
         EXPECT_EQ(MemoryTest::Logs(), row.item.empty() ? Logs{} : logs);
     }
@@ -117,7 +112,7 @@ TEST(DiscoveryTest, FindsTheNodesTheOsManagesInTheNodeLists)
     const DiscoveryRow rows[] = {
         {"FIFO reads as an empty file without blocking", {{normal, MemoryTest::FIFO}}, true, {}, {}},
         {"empty items are silent, the line break is not", {{normal, ",,\n"}}, true, {},
-         {Item("\n"), ItemFailure("\n", "stoi")}},
+         {Item("\n"), "R|Get numa node list, exception is throwed. (str=\n,detail=stoi)"}},
         {"items, ranges and CRLF", {{normal, "0-3,5\r\n"}}, true, {0, 1, 2, 3, 5}, {Item("0-3"), Item("5\r\n")}},
         {"line break does not end an item", {{normal, "1\n2\n"}}, true, {1}, {Item("1\n2\n")}},
         {"NUL inside an item", {{normal, std::string("0\0,2\n", 5)}}, true, {0, 2}, {Item("0"), Item("2\n")}},
