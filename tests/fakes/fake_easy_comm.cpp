@@ -4,59 +4,34 @@
 
 namespace Fakes {
 namespace {
-struct EzcomState {
-    std::function<int(const EzcomCall&)> answer;
-    std::vector<EzcomCall> calls;
-    int finishServerCalls = 0;
-};
-EzcomState& Ezcom()
-{
-    static EzcomState state;
-    return state;
-}
-
 int Answer(const EzcomCall& call)
 {
     std::function<int(const EzcomCall&)> answer;
     {
         std::lock_guard<std::mutex> lock(FakeMutex());
-        Ezcom().calls.push_back(call);
-        answer = Ezcom().answer;
+        State().ezcomCalls.push_back(call);
+        answer = State().ezcomAnswer;
     }
-    return answer ? answer(call) : 0;
+    return answer ? answer(call) : 0;  // outside the lock: the answer may call the fakes
 }
 }  // namespace
-
-void ResetEzcomLocked()
-{
-    Ezcom() = EzcomState{};
-}
 
 void SetEzcomAnswer(std::function<int(const EzcomCall&)> answer)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Ezcom().answer = std::move(answer);
+    State().ezcomAnswer = std::move(answer);
 }
 
 std::vector<EzcomCall> EzcomCalls()
 {
-    std::lock_guard<std::mutex> lock(FakeMutex());
-    return Ezcom().calls;
-}
-
-int CfgFinishServerCalls()
-{
-    std::lock_guard<std::mutex> lock(FakeMutex());
-    return Ezcom().finishServerCalls;
+    return Locked(State().ezcomCalls);
 }
 
 }  // namespace Fakes
 
 extern "C" int EzcomCfgFinishServer(void)
 {
-    std::lock_guard<std::mutex> lock(Fakes::FakeMutex());
-    ++Fakes::Ezcom().finishServerCalls;
-    Fakes::RecordTimelineLocked("ezcom CfgFinishServer");
+    Fakes::RecordTimeline("ezcom CfgFinishServer");
     return 0;
 }
 

@@ -6,40 +6,32 @@
 
 namespace Fakes {
 namespace {
-struct HalState {
-    HalSetup setup;
-    std::vector<HalCall> calls;
-    uint64_t nextHandle = 1;
-};
-HalState& Hal()
+// Records the call with its configured result (0 unless failures names op@dev) and returns it.
+int Record(HalCall call, const std::string& details)
 {
-    static HalState state;
-    return state;
-}
-
-int FailureFor(const std::string& op, uint32_t dev)
-{
-    const auto& failures = Hal().setup.failures;
-    const auto found = failures.find(op + "@" + std::to_string(dev));
-    return found == failures.end() ? 0 : found->second;
+    const auto& failures = State().hal.failures;
+    const auto found = failures.find(call.op + "@" + std::to_string(call.dev));
+    const int ret = found == failures.end() ? 0 : found->second;
+    if (call.op == "register" && ret == 0) {
+        call.handle = State().nextHandle++;
+    }
+    State().halCalls.push_back(call);
+    State().timeline.push_back("hal " + call.op + " dev=" + std::to_string(call.dev) + details +
+                               " ret=" + std::to_string(ret) +
+                               (call.op == "register" ? " handle=" + std::to_string(call.handle) : ""));
+    return ret;
 }
 }  // namespace
-
-void ResetHalLocked()
-{
-    Hal() = HalState{};
-}
 
 void SetHal(const HalSetup& setup)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Hal().setup = setup;
+    State().hal = setup;
 }
 
 std::vector<HalCall> HalCalls()
 {
-    std::lock_guard<std::mutex> lock(FakeMutex());
-    return Hal().calls;
+    return Locked(State().halCalls);
 }
 
 std::vector<HalCall> HalCalls(const std::string& op)
@@ -56,67 +48,41 @@ std::vector<HalCall> HalCalls(const std::string& op)
 }  // namespace Fakes
 
 using Fakes::FakeMutex;
-using Fakes::Hal;
+using Fakes::State;
 
 extern "C" int drvGetDevNum(uint32_t* devNum)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    *devNum = Hal().setup.devices;
-    Fakes::HalCall call;
-    call.op = "devnum";
-    call.ret = Hal().setup.devNumRet;
-    Hal().calls.push_back(call);
-    Fakes::RecordTimelineLocked("hal devnum ret=" + std::to_string(call.ret) + " count=" + std::to_string(*devNum));
-    return call.ret;
+    *devNum = State().hal.devices;
+    State().halCalls.push_back(Fakes::HalCall{"devnum"});
+    const int ret = State().hal.devNumRet;
+    State().timeline.push_back("hal devnum ret=" + std::to_string(ret) + " count=" + std::to_string(*devNum));
+    return ret;
 }
 
 extern "C" int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig* config, uint64_t* handle)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Fakes::HalCall call;
-    call.op = "register";
-    call.dev = devId;
     const auto* bytes = reinterpret_cast<const unsigned char*>(config);
+    Fakes::HalCall call{"register", devId};
     call.record.assign(bytes, bytes + sizeof(*config));
-    call.ret = Fakes::FailureFor("register", devId);
-    if (call.ret == 0) {
-        *handle = Hal().nextHandle++;
-        call.handle = *handle;
+    const int ret = Fakes::Record(call, " name=" + std::string(config->name, strnlen(config->name, sizeof(config->name))));
+    if (ret == 0) {
+        *handle = State().halCalls.back().handle;
     }
-    Hal().calls.push_back(call);
-    Fakes::RecordTimelineLocked("hal register dev=" + std::to_string(devId) + " name=" +
-                                std::string(config->name, strnlen(config->name, sizeof(config->name))) +
-                                " ret=" + std::to_string(call.ret) + " handle=" + std::to_string(call.handle));
-    return call.ret;
+    return ret;
 }
 
 extern "C" int halSensorNodeUnregister(uint32_t devId, uint64_t handle)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Fakes::HalCall call;
-    call.op = "unregister";
-    call.dev = devId;
-    call.handle = handle;
-    call.ret = Fakes::FailureFor("unregister", devId);
-    Hal().calls.push_back(call);
-    Fakes::RecordTimelineLocked("hal unregister dev=" + std::to_string(devId) + " handle=" + std::to_string(handle) +
-                                " ret=" + std::to_string(call.ret));
-    return call.ret;
+    return Fakes::Record(Fakes::HalCall{"unregister", devId, handle}, " handle=" + std::to_string(handle));
 }
 
 extern "C" int halSensorNodeUpdateState(uint32_t devId, uint64_t handle, int32_t fault, int32_t event)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    Fakes::HalCall call;
-    call.op = "update";
-    call.dev = devId;
-    call.handle = handle;
-    call.fault = fault;
-    call.event = event;
-    call.ret = Fakes::FailureFor("update", devId);
-    Hal().calls.push_back(call);
-    Fakes::RecordTimelineLocked("hal update dev=" + std::to_string(devId) + " handle=" + std::to_string(handle) +
-                                " fault=" + std::to_string(fault) + " event=" + std::to_string(event) +
-                                " ret=" + std::to_string(call.ret));
-    return call.ret;
+    return Fakes::Record(Fakes::HalCall{"update", devId, handle, fault, event},
+                         " handle=" + std::to_string(handle) + " fault=" + std::to_string(fault) +
+                             " event=" + std::to_string(event));
 }

@@ -19,7 +19,8 @@ namespace Fakes {
 // Puts every fake back to its defaults and empties the timeline.
 void ResetAll();
 
-// Lines such as "hal register dev=0 name=os-memory ret=0 handle=1", in call order.
+// Lines such as "hal register dev=0 name=os-memory ret=0 handle=1" or "syslog 0x16e TEXT", in
+// call order.
 std::vector<std::string> Timeline();
 void RecordTimeline(const std::string& line);
 // Lines of the timeline that start with prefix.
@@ -32,8 +33,7 @@ struct HalCall {
     uint64_t handle = 0;
     int32_t fault = 0;
     int32_t event = 0;
-    std::vector<unsigned char> record;  // register: the 64 bytes of the HAL record
-    int ret = 0;
+    std::vector<unsigned char> record{};  // register: the 64 bytes of the HAL record
 };
 struct HalSetup {
     uint32_t devices = 1;
@@ -49,7 +49,6 @@ std::vector<HalCall> HalCalls(const std::string& op);
 struct LogRecord {
     int moduleId = 0;
     int level = 0;
-    std::string format;
     std::string text;  // fully formatted
 };
 struct LogSetup {
@@ -58,12 +57,8 @@ struct LogSetup {
 };
 void SetLog(const LogSetup& setup);
 std::vector<LogRecord> LogRecords();
-int CheckLogLevelCalls();
-int LogFlushCalls();
 // true when a record's text contains needle.
 bool LogContains(const std::string& needle);
-
-// ---- syslog: records land on the timeline as "syslog 0xPRIORITY TEXT" ----
 
 // ---- messaging library ----
 struct EzcomCall {
@@ -76,9 +71,8 @@ struct EzcomCall {
 // Answers every call; the default answers 0.
 void SetEzcomAnswer(std::function<int(const EzcomCall&)> answer);
 std::vector<EzcomCall> EzcomCalls();
-int CfgFinishServerCalls();
 
-// ---- group-owner service ----
+// ---- group-owner service: while a MockGrpOwner lives, ProcMgrGrpOwner::GetInstance() returns it ----
 class MockGrpOwner : public ProcMgr::ProcMgrGrpOwner {
 public:
     MockGrpOwner();
@@ -92,7 +86,6 @@ public:
     MOCK_METHOD(int, SetRunning, (int), (override));
     MOCK_METHOD(int, RestartApp, (const std::string&), (override));
 };
-// While a MockGrpOwner lives, ProcMgrGrpOwner::GetInstance() returns it.
 
 }  // namespace Fakes
 

@@ -1,10 +1,30 @@
+// The shared state, the timeline and the group-owner instance.
+#include <atomic>
 #include <cstdio>
-#include <mutex>
 
 #include "tests/fakes/fakes.h"
 #include "tests/fakes/state.h"
 
+namespace {
+std::atomic<Fakes::MockGrpOwner*> currentGrpOwner{nullptr};
+}
+
+ProcMgr::ProcMgrGrpOwner* ProcMgr::ProcMgrGrpOwner::GetInstance()
+{
+    return currentGrpOwner.load();
+}
+
 namespace Fakes {
+
+MockGrpOwner::MockGrpOwner()
+{
+    currentGrpOwner.store(this);
+}
+
+MockGrpOwner::~MockGrpOwner()
+{
+    currentGrpOwner.store(nullptr);
+}
 
 std::mutex& FakeMutex()
 {
@@ -12,13 +32,11 @@ std::mutex& FakeMutex()
     return mutex;
 }
 
-namespace {
-std::vector<std::string>& TimelineLines()
+FakeState& State()
 {
-    static std::vector<std::string> lines;
-    return lines;
+    static FakeState state;
+    return state;
 }
-}  // namespace
 
 std::string FormatText(const char* fmt, va_list args)
 {
@@ -31,21 +49,15 @@ std::string FormatText(const char* fmt, va_list args)
     return text;
 }
 
-void RecordTimelineLocked(const std::string& line)
-{
-    TimelineLines().push_back(line);
-}
-
 void RecordTimeline(const std::string& line)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    RecordTimelineLocked(line);
+    State().timeline.push_back(line);
 }
 
 std::vector<std::string> Timeline()
 {
-    std::lock_guard<std::mutex> lock(FakeMutex());
-    return TimelineLines();
+    return Locked(State().timeline);
 }
 
 std::vector<std::string> TimelineWith(const std::string& prefix)
@@ -62,10 +74,7 @@ std::vector<std::string> TimelineWith(const std::string& prefix)
 void ResetAll()
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    TimelineLines().clear();
-    ResetHalLocked();
-    ResetLogLocked();
-    ResetEzcomLocked();
+    State() = FakeState{};
 }
 
 }  // namespace Fakes

@@ -10,31 +10,20 @@
 namespace ProcMgr {
 namespace {
 
-using ::testing::_;
-using ::testing::Invoke;
-using ::testing::Return;
-
-constexpr int SERVICE_THREADS = 4;
-constexpr int CHANGES_PER_THREAD = 2000;
 constexpr int APPS = 12;
 
 TEST_F(LauncherTest, ConcurrentStateChangesMemoryReportsAndShutdown)
 {
-    ON_CALL(grp, GetAppSensorConfig(_, _)).WillByDefault(Invoke([](const std::string& app, AppSensorConfig& config) {
-        config.nodeType = 0x100;
-        config.reportScope = app.back() % 2 == 0 ? 1 : 0;
-        return 0;
-    }));
-    ON_CALL(grp, RestartApp(_)).WillByDefault(Return(0));
+    for (int app = 0; app < APPS; ++app) {
+        DeclareApp("app" + std::to_string(app), 0x100, app % 2);
+    }
     ProcLauncher launcher;
     ASSERT_EQ(launcher.Init(), 0);
-    ASSERT_TRUE(installedCallback);
-
     std::atomic<bool> stop{false};
     std::vector<std::thread> service;
-    for (int t = 0; t < SERVICE_THREADS; ++t) {
+    for (int t = 0; t < 4; ++t) {
         service.emplace_back([&, t] {
-            for (int i = 0; i < CHANGES_PER_THREAD && !stop.load(); ++i) {
+            for (int i = 0; i < 2000 && !stop.load(); ++i) {
                 const auto state = static_cast<AppReportState>((i * 7 + t) % 7);  // 6 is outside the enumeration
                 installedCallback("app" + std::to_string((i + t) % APPS), 1000 + t, state);
             }
@@ -48,7 +37,6 @@ TEST_F(LauncherTest, ConcurrentStateChangesMemoryReportsAndShutdown)
     for (auto& thread : service) {
         thread.join();
     }
-
     // Handles 1..DEVICES are "os-memory", registered first by Init. Every handle sees only
     // changes, starting from the cleared state, and is unregistered at most once.
     std::map<uint64_t, int32_t> lastEvent;
@@ -68,6 +56,7 @@ TEST_F(LauncherTest, ConcurrentStateChangesMemoryReportsAndShutdown)
     }
     // 500 alternating reports starting with 0: 499 changes on each device.
     EXPECT_EQ(osMemoryUpdates, 499 * DEVICES);
+    EXPECT_GT(Fakes::HalCalls("update").size(), osMemoryUpdates);  // the installed callback reached the launcher
 }
 
 }  // namespace

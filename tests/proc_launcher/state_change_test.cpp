@@ -8,14 +8,13 @@ namespace ProcMgr {
 namespace {
 
 using ::testing::_;
-using ::testing::Invoke;
 using ::testing::Return;
 
 class StateChangeTest : public LauncherTest {
 protected:
     StateChangeTest() { DeclareApp("camera", 0x1234, 0); }
 
-    std::vector<int32_t> UpdateEvents()
+    static std::vector<int32_t> UpdateEvents()
     {
         std::vector<int32_t> events;
         for (const auto& call : Fakes::HalCalls("update")) {
@@ -27,207 +26,121 @@ protected:
     ProcLauncher launcher;
 };
 
-struct FirstReport {
-    const char* name;
-    int32_t state;
-    bool result;
-    size_t registrations;  // HAL registrations of the application's node
-    std::vector<int32_t> updates;
-    int restarts;
-    const char* stateName;
-};
-
-class FirstReportTest : public StateChangeTest, public ::testing::WithParamInterface<FirstReport> {};
-
-TEST_P(FirstReportTest, OfAConfiguredApplication)
+TEST_F(StateChangeTest, FirstReportOfEachState)
 {
-    const auto& row = GetParam();
-    EXPECT_CALL(grp, RestartApp("camera")).Times(row.restarts);
-    EXPECT_EQ(launcher.OnAppStateChange("camera", 42, static_cast<AppReportState>(row.state)), row.result);
-    EXPECT_EQ(Fakes::HalCalls("register").size(), row.registrations);
-    EXPECT_EQ(UpdateEvents(), row.updates);
-    EXPECT_TRUE(Fakes::LogContains(std::string("Receive app state change. (name=camera,pid=42,state=") +
-                                   row.stateName + ")"));
+    struct Row {
+        const char* name;
+        int32_t state;
+        int restartRet;
+        bool result;
+        size_t registrations;  // of the application's node, on the HAL
+        std::vector<int32_t> events;
+        int restarts;
+        const char* stateName;
+    };
+    const std::vector<Row> rows{
+        {"switch on registers without an update", SWITCH_ON, 0, true, DEVICES, {}, 0, "SWITCH_ON"},
+        {"switch off touches nothing", SWITCH_OFF, 0, true, 0, {}, 0, "SWITCH_OFF"},
+        {"heartbeat lost raises and restarts", HEART_BEAT_LOST, 0, true, DEVICES, {1, 1}, 1, "HEART_BEAT_LOST"},
+        {"refused restart after the event", HEART_BEAT_LOST, 3, false, DEVICES, {1, 1}, 1, "HEART_BEAT_LOST"},
+        {"recovery of a clear node sends nothing", HEART_BEAT_RECOVERY, 0, true, DEVICES, {}, 0, "HEART_BEAT_RECOVERY"},
+        {"abnormal exit raises without restart", ABNORMAL_EXIT, 0, true, DEVICES, {1, 1}, 0, "ABNORMAL_EXIT"},
+        {"active exit of an unknown node", ACTIVELY_EXIT, 0, true, 0, {}, 0, "ACTIVELY_EXIT"},
+        {"6 is unknown and clears", 6, 0, true, DEVICES, {}, 0, "unknown"},
+        {"-1 is unknown and clears", -1, 0, true, DEVICES, {}, 0, "unknown"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ResetFakes();
+        ProcLauncher fresh;
+        EXPECT_CALL(grp, RestartApp("camera")).Times(row.restarts).WillRepeatedly([&row](const std::string&) {
+            EXPECT_EQ(Fakes::HalCalls("update").size(), DEVICES);  // the event goes out first
+            return row.restartRet;
+        });
+        EXPECT_EQ(fresh.OnAppStateChange("camera", 42, static_cast<AppReportState>(row.state)), row.result);
+        EXPECT_EQ(Fakes::HalCalls("register").size(), row.registrations);
+        EXPECT_EQ(UpdateEvents(), row.events);
+        EXPECT_TRUE(Fakes::LogContains(std::string("]Receive app state change. (name=camera,pid=42,state=") +
+                                       row.stateName + ")"));
+        EXPECT_EQ(Fakes::LogContains("]Restart app failed when in heartbeat lost state. (app=camera)"), !row.result);
+        EXPECT_EQ(Fakes::LogRecords().back().level, row.result ? 1 : 3);
+        ::testing::Mock::VerifyAndClearExpectations(&grp);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryState, FirstReportTest,
-    ::testing::Values(
-        FirstReport{"SwitchOnRegistersWithoutUpdate", SWITCH_ON, true, DEVICES, {}, 0, "SWITCH_ON"},
-        FirstReport{"SwitchOffTouchesNothing", SWITCH_OFF, true, 0, {}, 0, "SWITCH_OFF"},
-        FirstReport{"HeartbeatLostRaisesAndRestarts", HEART_BEAT_LOST, true, DEVICES, {1, 1}, 1, "HEART_BEAT_LOST"},
-        FirstReport{"RecoveryClearsWhatWasClear", HEART_BEAT_RECOVERY, true, DEVICES, {}, 0, "HEART_BEAT_RECOVERY"},
-        FirstReport{"AbnormalExitRaisesWithoutRestart", ABNORMAL_EXIT, true, DEVICES, {1, 1}, 0, "ABNORMAL_EXIT"},
-        FirstReport{"ActiveExitOfUnknownNodeIsFine", ACTIVELY_EXIT, true, 0, {}, 0, "ACTIVELY_EXIT"},
-        FirstReport{"ValueSixIsUnknownAndClears", 6, true, DEVICES, {}, 0, "unknown"},
-        FirstReport{"MinusOneIsUnknownAndClears", -1, true, DEVICES, {}, 0, "unknown"}),
-    [](const auto& row) { return std::string(row.param.name); });
-
-TEST_F(StateChangeTest, SwitchOffNeverAsksTheService)
+TEST_F(StateChangeTest, NodeTakesTheApplicationsEntryOrNoneIsRegistered)
 {
-    EXPECT_CALL(grp, GetAppSensorConfig(_, _)).Times(0);
-    EXPECT_TRUE(launcher.OnAppStateChange("anything", 1, SWITCH_OFF));
+    struct Row {
+        const char* name;
+        std::string app;
+        int configRet;
+        uint32_t nodeType;
+        int32_t scope;
+        size_t devices;  // 0: no node, no event, no restart, false
+        unsigned halNodeType;
+        const char* message;
+    };
+    const std::vector<Row> rows{
+        {"positive scope: device 0 only", "radar", 0, 0x2201, 1, 1, 0x2201, ""},
+        {"only the low 16 bits of 0x10000", "wide", 0, 0x10000, 0, DEVICES, 0, ""},
+        {"the memory node's type still reports fault 0", "memapp", 0, 0x0617, -1, DEVICES, 0x0617, ""},
+        {"no sensor entry", "ghost", 1, 0x1234, 0, 0, 0, "]RegAppSensorNode, app yaml not config. (appName=ghost)"},
+        {"node type 0", "ghost", 0, 0, 0, 0, 0, "]RegAppSensorNode, nodeType=0. (appName=ghost)"},
+        {"name too long for the HAL", std::string(20, 'n'), 0, 0x1234, 0, 0, 0, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ResetFakes();
+        DeclareApp(row.app, row.nodeType, row.scope, row.configRet);
+        EXPECT_EQ(launcher.OnAppStateChange(row.app, 7, HEART_BEAT_LOST), row.devices != 0);
+        EXPECT_TRUE(Fakes::LogContains(row.message));
+        EXPECT_EQ(Fakes::TimelineWith("grp Restart").size(), row.devices != 0 ? 1U : 0U);
+        ASSERT_EQ(Fakes::HalCalls("register").size(), row.devices);
+        ASSERT_EQ(Fakes::HalCalls("update").size(), row.devices);
+        for (const auto& call : Fakes::HalCalls("register")) {
+            EXPECT_LT(call.dev, row.devices);
+            EXPECT_EQ(std::string(reinterpret_cast<const char*>(call.record.data())), row.app);
+            EXPECT_EQ(call.record[20] | (call.record[21] << 8), row.halNodeType);
+            EXPECT_EQ(call.record[22], 0x27);
+        }
+        for (const auto& call : Fakes::HalCalls("update")) {
+            EXPECT_EQ(call.fault, 0);
+        }
+    }
 }
 
-TEST_F(StateChangeTest, RegistersWithTheApplicationsTypesAndScope)
+TEST_F(StateChangeTest, OnlyChangesReachTheHalEveryLossRestartsAndARemovedNodeStartsOverCleared)
 {
-    DeclareApp("radar", 0x2201, 1);
-    ASSERT_TRUE(launcher.OnAppStateChange("radar", 7, SWITCH_ON));
-    const auto registrations = Fakes::HalCalls("register");
-    ASSERT_EQ(registrations.size(), 1U);  // positive scope: device 0 only
-    EXPECT_EQ(registrations[0].dev, 0U);
-    const auto& record = registrations[0].record;
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(record.data())), "radar");
-    EXPECT_EQ(record[20] | (record[21] << 8), 0x2201);
-    EXPECT_EQ(record[22], 0x27);
-}
-
-TEST_F(StateChangeTest, NodeTypeKeepsOnlyItsLow16Bits)
-{
-    DeclareApp("wide", 0x10000, 0);
-    ASSERT_TRUE(launcher.OnAppStateChange("wide", 7, SWITCH_ON));
-    const auto registrations = Fakes::HalCalls("register");
-    ASSERT_EQ(registrations.size(), DEVICES);
-    EXPECT_EQ(registrations[0].record[20], 0);
-    EXPECT_EQ(registrations[0].record[21], 0);
-}
-
-TEST_F(StateChangeTest, ApplicationNodeOfTheMemoryTypeReportsFaultValueZero)
-{
-    DeclareApp("memapp", 0x0617, 0);
-    ASSERT_TRUE(launcher.OnAppStateChange("memapp", 7, ABNORMAL_EXIT));
-    const auto updates = Fakes::HalCalls("update");
-    ASSERT_EQ(updates.size(), DEVICES);
-    EXPECT_EQ(updates[0].fault, 0);
-}
-
-struct Unregistrable {
-    const char* name;
-    int configRet;
-    uint32_t nodeType;
-    const char* message;
-};
-
-class UnregistrableAppTest : public StateChangeTest, public ::testing::WithParamInterface<Unregistrable> {};
-
-TEST_P(UnregistrableAppTest, GetsNoEventNoRestartAndFalse)
-{
-    const auto& row = GetParam();
-    ON_CALL(grp, GetAppSensorConfig("ghost", _)).WillByDefault(Invoke([&row](const std::string&, AppSensorConfig& config) {
-        config.nodeType = row.nodeType;
-        return row.configRet;
-    }));
-    EXPECT_CALL(grp, RestartApp(_)).Times(0);
-    EXPECT_FALSE(launcher.OnAppStateChange("ghost", 7, HEART_BEAT_LOST));
-    EXPECT_TRUE(Fakes::HalCalls().empty());
-    EXPECT_TRUE(Fakes::LogContains(row.message));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Launcher, UnregistrableAppTest,
-    ::testing::Values(Unregistrable{"NoSensorEntry", 1, 0x1234, "]RegAppSensorNode, app yaml not config. (appName=ghost)"},
-                      Unregistrable{"NodeTypeZero", 0, 0, "]RegAppSensorNode, nodeType=0. (appName=ghost)"}),
-    [](const auto& row) { return std::string(row.param.name); });
-
-TEST_F(StateChangeTest, NameTooLongForTheHalGetsNoEvent)
-{
-    const std::string name(20, 'n');
-    DeclareApp(name, 0x1234, 0);
-    EXPECT_CALL(grp, RestartApp(_)).Times(0);
-    EXPECT_FALSE(launcher.OnAppStateChange(name, 7, HEART_BEAT_LOST));
-    EXPECT_TRUE(Fakes::HalCalls().empty());
-}
-
-TEST_F(StateChangeTest, RefusedRestartIsLoggedAfterTheEvent)
-{
-    EXPECT_CALL(grp, RestartApp("camera")).WillOnce(Invoke([](const std::string&) {
-        EXPECT_EQ(Fakes::HalCalls("update").size(), DEVICES);  // the event went out first
-        return 3;
-    }));
-    EXPECT_FALSE(launcher.OnAppStateChange("camera", 42, HEART_BEAT_LOST));
-    const auto records = Fakes::LogRecords();
-    ASSERT_FALSE(records.empty());
-    EXPECT_EQ(records.back().level, 3);
-    EXPECT_EQ(records.back().moduleId, 0x36);
-    EXPECT_NE(records.back().text.find("]Restart app failed when in heartbeat lost state. (app=camera)"),
-              std::string::npos);
-}
-
-TEST_F(StateChangeTest, OnlyChangesReachTheHalAndEveryLossAsksForARestart)
-{
+    Fakes::SetHal({DEVICES, 0, {{"unregister@1", 7}}});  // a failed withdrawal still forgets the node
     EXPECT_CALL(grp, RestartApp("camera")).Times(2).WillRepeatedly(Return(0));
     const std::vector<std::pair<AppReportState, bool>> reports{
-        {HEART_BEAT_LOST, true}, {HEART_BEAT_LOST, true}, {HEART_BEAT_RECOVERY, true},
-        {SWITCH_ON, true},       {ABNORMAL_EXIT, true},   {ACTIVELY_EXIT, true}};
-    for (const auto& [state, expected] : reports) {
-        EXPECT_EQ(launcher.OnAppStateChange("camera", 42, state), expected) << state;
+        {HEART_BEAT_LOST, true}, {HEART_BEAT_LOST, true}, {HEART_BEAT_RECOVERY, true}, {SWITCH_ON, true},
+        {ABNORMAL_EXIT, true},   {ACTIVELY_EXIT, false},  {ACTIVELY_EXIT, true},      {SWITCH_ON, true},
+        {ABNORMAL_EXIT, true}};
+    for (const auto& [state, result] : reports) {
+        EXPECT_EQ(launcher.OnAppStateChange("camera", 42, state), result) << state;
     }
-    EXPECT_EQ(UpdateEvents(), (std::vector<int32_t>{1, 1, 0, 0, 1, 1}));
-    EXPECT_EQ(Fakes::HalCalls("register").size(), DEVICES);
-    EXPECT_EQ(Fakes::HalCalls("unregister").size(), DEVICES);
-}
-
-TEST_F(StateChangeTest, NodeRemovedByActiveExitStartsOverCleared)
-{
-    ASSERT_TRUE(launcher.OnAppStateChange("camera", 42, ABNORMAL_EXIT));
-    ASSERT_TRUE(launcher.OnAppStateChange("camera", 42, ACTIVELY_EXIT));
-    ASSERT_TRUE(launcher.OnAppStateChange("camera", 43, SWITCH_ON));  // fresh node: 0 is no change
-    ASSERT_TRUE(launcher.OnAppStateChange("camera", 43, ABNORMAL_EXIT));
+    EXPECT_EQ(UpdateEvents(), (std::vector<int32_t>{1, 1, 0, 0, 1, 1, 1, 1}));
     EXPECT_EQ(Fakes::HalCalls("register").size(), 2 * DEVICES);
-    EXPECT_EQ(UpdateEvents(), (std::vector<int32_t>{1, 1, 1, 1}));
-}
-
-TEST_F(StateChangeTest, FailedUnregistrationOnActiveExitAnswersFalseButForgetsTheNode)
-{
-    Fakes::HalSetup hal;
-    hal.devices = DEVICES;
-    hal.failures = {{"unregister@1", 7}};
-    Fakes::SetHal(hal);
-    ASSERT_TRUE(launcher.OnAppStateChange("camera", 42, SWITCH_ON));
-    EXPECT_FALSE(launcher.OnAppStateChange("camera", 42, ACTIVELY_EXIT));
-    EXPECT_TRUE(launcher.OnAppStateChange("camera", 42, ACTIVELY_EXIT));
     EXPECT_EQ(Fakes::HalCalls("unregister").size(), DEVICES);
-}
-
-TEST_F(StateChangeTest, QuietRunLogWritesNoStateMessageButHandlesTheSame)
-{
-    Fakes::LogSetup quiet;
-    quiet.runLog = false;
-    Fakes::SetLog(quiet);
-    EXPECT_CALL(grp, RestartApp("camera")).WillOnce(Return(0));
-    EXPECT_TRUE(launcher.OnAppStateChange("camera", 42, HEART_BEAT_LOST));
-    EXPECT_TRUE(launcher.OnAppStateChange("ghost", 1, SWITCH_ON) == false);
-    EXPECT_TRUE(Fakes::LogRecords().empty());
-    EXPECT_EQ(UpdateEvents(), (std::vector<int32_t>{1, 1}));
 }
 
 TEST_F(StateChangeTest, ConcurrentReportsAreHandledOneAfterTheOther)
 {
     std::promise<void> restartEntered;
-    EXPECT_CALL(grp, RestartApp("camera")).WillOnce(Invoke([&restartEntered](const std::string&) {
-        Fakes::RecordTimeline("restart begin");
+    EXPECT_CALL(grp, RestartApp("camera")).WillOnce([&restartEntered](const std::string&) {
         restartEntered.set_value();
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        Fakes::RecordTimeline("restart end");
+        EXPECT_TRUE(Fakes::TimelineWith("hal register dev=0 name=radar").empty());
         return 0;
-    }));
-    ON_CALL(grp, GetAppSensorConfig("radar", _)).WillByDefault(Invoke([](const std::string&, AppSensorConfig& config) {
-        Fakes::RecordTimeline("radar config");
-        config.nodeType = 0x2201;
-        return 0;
-    }));
-
+    });
+    DeclareApp("radar", 0x2201, 0);
     std::thread first([this] { EXPECT_TRUE(launcher.OnAppStateChange("camera", 1, HEART_BEAT_LOST)); });
     restartEntered.get_future().wait();
     std::thread second([this] { EXPECT_TRUE(launcher.OnAppStateChange("radar", 2, SWITCH_ON)); });
     first.join();
     second.join();
-
-    const auto order = Fakes::TimelineWith("r");
-    const auto position = [&order](const std::string& line) {
-        return std::find(order.begin(), order.end(), line) - order.begin();
-    };
-    EXPECT_LT(position("restart end"), position("radar config"));
+    EXPECT_EQ(Fakes::TimelineWith("hal register dev=0 name=radar").size(), 1U);
 }
 
 }  // namespace

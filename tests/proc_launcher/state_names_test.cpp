@@ -1,5 +1,5 @@
-// The state names are built on the first message actually written, not before: a launcher whose
-// run log is off never pays for them. Counted through the allocations of this thread, in an
+// With the run log off the launcher writes no state message and never builds the state names;
+// the first message written builds them. Counted through this thread's allocations, in an
 // executable of its own so that no other test has written a state message before.
 #include <cstdlib>
 #include <new>
@@ -7,14 +7,13 @@
 #include "tests/proc_launcher/launcher_test_support.h"
 
 namespace {
-thread_local bool countAllocations = false;
-thread_local size_t allocations = 0;
+thread_local size_t* allocations = nullptr;  // counts while set
 }  // namespace
 
 void* operator new(size_t size)
 {
-    if (countAllocations) {
-        ++allocations;
+    if (allocations != nullptr) {
+        ++*allocations;
     }
     if (void* memory = std::malloc(size == 0 ? 1 : size)) {
         return memory;
@@ -40,30 +39,30 @@ void operator delete(void* memory, size_t /*size*/) noexcept
 namespace ProcMgr {
 namespace {
 
-size_t AllocationsOf(const std::function<void()>& work)
-{
-    allocations = 0;
-    countAllocations = true;
-    work();
-    countAllocations = false;
-    return allocations;
-}
-
-TEST_F(LauncherTest, StateNamesAreBuiltOnlyForAWrittenMessage)
+TEST_F(LauncherTest, QuietRunLogWritesNoStateMessageAndBuildsNoStateNamesButHandlesTheSame)
 {
     ProcLauncher launcher;
-    Fakes::LogSetup quiet;
-    quiet.runLog = false;
-    Fakes::SetLog(quiet);
-    EXPECT_EQ(AllocationsOf([&] { launcher.OnAppStateChange("camera", 1, SWITCH_OFF); }), 0U);
+    const auto allocationsOfASwitchOff = [&launcher] {
+        size_t count = 0;
+        allocations = &count;
+        launcher.OnAppStateChange("camera", 1, SWITCH_OFF);
+        allocations = nullptr;
+        return count;
+    };
+    Fakes::SetLog({1, false});
+    EXPECT_EQ(allocationsOfASwitchOff(), 0U);
+    DeclareApp("camera", 0x1234, 0);
+    EXPECT_TRUE(launcher.OnAppStateChange("camera", 42, HEART_BEAT_LOST));
+    EXPECT_FALSE(launcher.OnAppStateChange("ghost", 1, SWITCH_ON));
+    EXPECT_EQ(Fakes::TimelineWith("hal update").size(), DEVICES);
+    EXPECT_EQ(Fakes::TimelineWith("grp Restart camera").size(), 1U);
     EXPECT_TRUE(Fakes::LogRecords().empty());
 
-    Fakes::SetLog(Fakes::LogSetup{});
-    // The first written message builds the names (and the fake log copies the text) ...
-    const size_t first = AllocationsOf([&] { launcher.OnAppStateChange("camera", 1, SWITCH_OFF); });
-    // ... later ones only pay for the fake log's copy.
-    const size_t later = AllocationsOf([&] { launcher.OnAppStateChange("camera", 1, SWITCH_OFF); });
-    EXPECT_GT(first, later);
+    Fakes::SetLog({});
+    // The first written message builds the names (and the fake log copies the text), later ones
+    // only pay for the copy.
+    const size_t first = allocationsOfASwitchOff();
+    EXPECT_GT(first, allocationsOfASwitchOff());
     EXPECT_TRUE(Fakes::LogContains("state=SWITCH_OFF)"));
 }
 
