@@ -5,7 +5,6 @@ source "$(dirname "$0")/lib.sh"
 start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_GRP_SCRIPT="$E2E_SOURCE_DIR/scripts/demo-scenario"
 wait_for_line '^grp callback app=logger pid=1203 state=1 result=1$' 20
 stop_daemon TERM
-expect_exit 0
 expect_in_order \
   '^grp callback app=camera pid=1201 state=0 result=1$' \
   '^grp callback app=radar pid=1202 state=0 result=1$' \

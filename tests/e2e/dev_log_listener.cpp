@@ -6,7 +6,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 
 namespace {
 volatile std::sig_atomic_t stopping = 0;
@@ -25,19 +24,11 @@ int main(int argc, char** argv)
     }
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (std::strlen(argv[1]) >= sizeof(address.sun_path)) {
-        std::fprintf(stderr, "socket path too long: %s\n", argv[1]);
-        return 2;
-    }
-    std::strcpy(address.sun_path, argv[1]);
+    std::snprintf(address.sun_path, sizeof(address.sun_path), "%s", argv[1]);
     const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-        std::perror("bind");
-        return 1;
-    }
     FILE* output = std::fopen(argv[2], "a");
-    if (output == nullptr) {
-        std::perror("open output");
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 || output == nullptr) {
+        std::perror(argv[0]);
         return 1;
     }
     struct sigaction action {};
@@ -53,7 +44,5 @@ int main(int argc, char** argv)
             std::fflush(output);
         }
     }
-    std::fclose(output);
-    close(fd);
     return 0;
 }

@@ -8,14 +8,10 @@ E2E_TMP=$(mktemp -d)
 JOURNAL="$E2E_TMP/journal"
 DAEMON_STDERR="$E2E_TMP/stderr"
 DAEMON_PID=""
-DAEMON_EXIT=""
-STOP_MS=""
 read -r -a EMULATOR <<<"${E2E_EMULATOR:-}"
 
 e2e_cleanup() {
-  if [ -n "$DAEMON_PID" ] && kill -0 "$DAEMON_PID" 2>/dev/null; then
-    kill -KILL "$DAEMON_PID" 2>/dev/null
-  fi
+  [ -n "$DAEMON_PID" ] && kill -KILL "$DAEMON_PID" 2>/dev/null
   rm -rf "$E2E_TMP"
 }
 trap e2e_cleanup EXIT
@@ -34,12 +30,14 @@ skip() {
   exit 77
 }
 
-# Tests that need root or a namespace skip elsewhere, but never in CI.
-require_root() {
-  if [ "$(id -u)" -ne 0 ]; then
-    [ -n "${CI:-}" ] && fail "needs root, and CI must run it"
-    skip "needs root ($1)"
-  fi
+# require_namespace WHY: root and a private mount namespace; skipped without them, but never in CI.
+require_namespace() {
+  local missing=""
+  [ "$(id -u)" -eq 0 ] || missing="root"
+  [ -n "$missing" ] || unshare -m true 2>/dev/null || missing="a mount namespace"
+  [ -z "$missing" ] && return 0
+  [ -n "${CI:-}" ] && fail "needs $missing ($1), and CI must run it"
+  skip "needs $missing ($1)"
 }
 
 now_ms() {
@@ -53,47 +51,33 @@ start_daemon() {
   DAEMON_PID=$!
 }
 
-# run_daemon_to_end TIMEOUT_S [VAR=value ...]: runs the daemon in the foreground; sets DAEMON_EXIT.
-run_daemon_to_end() {
-  local limit=$1
-  shift
-  : >"$JOURNAL"
-  DAEMON_EXIT=0
-  timeout -s KILL "$limit" env PLATFORM_SIM_JOURNAL="$JOURNAL" "$@" "${EMULATOR[@]}" "$E2E_DAEMON" \
-    </dev/null 2>"$DAEMON_STDERR" || DAEMON_EXIT=$?
+# wait_daemon EXIT_CODE: waits for the daemon to end with this exit code.
+wait_daemon() {
+  local code=0
+  wait "$DAEMON_PID" || code=$?
+  DAEMON_PID=""
+  [ "$code" = "$1" ] || fail "exit code $code, expected $1"
 }
 
 # wait_for_line REGEX [TIMEOUT_S]: waits until a journal line matches.
 wait_for_line() {
-  local pattern=$1 limit=${2:-10}
-  local deadline=$(($(now_ms) + limit * 1000))
+  local pattern=$1 deadline=$(($(now_ms) + ${2:-10} * 1000))
   until grep -Eq -- "$pattern" "$JOURNAL" 2>/dev/null; do
-    [ "$(now_ms)" -lt "$deadline" ] || fail "no journal line matched '$pattern' within ${limit}s"
-    if [ -n "$DAEMON_PID" ] && ! kill -0 "$DAEMON_PID" 2>/dev/null; then
-      grep -Eq -- "$pattern" "$JOURNAL" || fail "the daemon ended before a line matched '$pattern'"
-      return 0
-    fi
+    [ "$(now_ms)" -lt "$deadline" ] || fail "no journal line matched '$pattern' within ${2:-10}s"
+    kill -0 "$DAEMON_PID" 2>/dev/null || grep -Eq -- "$pattern" "$JOURNAL" ||
+      fail "the daemon ended before a line matched '$pattern'"
     sleep 0.02
   done
 }
 
-# stop_daemon [SIGNAL]: signals the daemon and waits for it; sets DAEMON_EXIT and STOP_MS.
+# stop_daemon SIGNAL [MAX_MS]: signals the daemon, which must exit 0 (within MAX_MS).
 stop_daemon() {
-  local signal=${1:-TERM} start
+  local start
   start=$(now_ms)
-  kill -s "$signal" "$DAEMON_PID" || fail "could not signal the daemon"
-  DAEMON_EXIT=0
-  wait "$DAEMON_PID" || DAEMON_EXIT=$?
-  STOP_MS=$(($(now_ms) - start))
-  DAEMON_PID=""
-}
-
-expect_exit() {
-  [ "$DAEMON_EXIT" = "$1" ] || fail "exit code $DAEMON_EXIT, expected $1"
-}
-
-expect_stop_within_ms() {
-  [ "$STOP_MS" -le "$1" ] || fail "stopping took ${STOP_MS} ms, more than $1 ms"
+  kill -s "$1" "$DAEMON_PID" || fail "could not signal the daemon"
+  wait_daemon 0
+  local took=$(($(now_ms) - start))
+  [ "$took" -le "${2:-$took}" ] || fail "stopping took ${took} ms, more than $2 ms"
 }
 
 # expect_count REGEX N: exactly N journal lines match.
@@ -101,10 +85,6 @@ expect_count() {
   local count
   count=$(grep -Ec -- "$1" "$JOURNAL")
   [ "$count" -eq "$2" ] || fail "$count journal lines match '$1', expected $2"
-}
-
-expect_no_line() {
-  expect_count "$1" 0
 }
 
 # expect_in_order REGEX...: each pattern matches a journal line after the line of the one before.

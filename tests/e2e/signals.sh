@@ -9,10 +9,7 @@ sleep 0.3
 kill -0 "$DAEMON_PID" 2>/dev/null || fail "SIGPIPE ended the daemon"
 kill -s INT "$DAEMON_PID"
 kill -s TERM "$DAEMON_PID" 2>/dev/null  # may already be on its way out
-DAEMON_EXIT=0
-wait "$DAEMON_PID" || DAEMON_EXIT=$?
-DAEMON_PID=""
-expect_exit 0
+wait_daemon 0
 expect_count '^grp Stop$' 1
 expect_count '^ezcom CfgFinishServer$' 1
 echo "PASS: SIGPIPE is ignored and a second stop signal is harmless"

@@ -3,16 +3,16 @@
 # log flush, with no node registered and the messaging server left alone.
 source "$(dirname "$0")/lib.sh"
 
-run_daemon_to_end 5 PLATFORM_SIM_GRP_CONFIGURE_RET=5
-expect_exit 1
+start_daemon PLATFORM_SIM_GRP_CONFIGURE_RET=5
+wait_daemon 1
 expect_exact_journal \
   'log 1 0x36 \[proc_launcher\.cpp:[0-9]+\]start entry\.\.\.' \
   'grp Configure .* ret=5' \
   'grp Stop' \
   'log flush'
 
-run_daemon_to_end 5 PLATFORM_SIM_GRP_START_RET=3
-expect_exit 1
+start_daemon PLATFORM_SIM_GRP_START_RET=3
+wait_daemon 1
 expect_exact_journal \
   'log 1 0x36 \[proc_launcher\.cpp:[0-9]+\]start entry\.\.\.' \
   'grp Configure .* ret=0' \

@@ -7,9 +7,7 @@ for signal in TERM INT; do
   start_daemon PLATFORM_SIM_HAL_DEVICES=4
   wait_for_line '^grp SetRunning 1$'
   sleep 0.3  # let the loop tick and sleep at least once
-  stop_daemon "$signal"
-  expect_exit 0
-  expect_stop_within_ms 300
+  stop_daemon "$signal" 300
 
   expect_exact_journal \
     'log 1 0x36 \[proc_launcher\.cpp:[0-9]+\]start entry\.\.\.' \
