@@ -1,6 +1,5 @@
 // Cost of the shortage detector in the 200 ms loop: the idle tick, and a due check over four nodes.
 #include <benchmark/benchmark.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>

@@ -19,8 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     bool badNumber = false;
     const auto takeLine = [&](std::string_view line) {
         uint64_t value = 0;
-        const ProcMgr::MemFreeLine kind = badNumber ? ProcMgr::MemFreeLine::NOT_MEM_FREE
-                                                    : ProcMgr::ParseMemFreeLine(line, value);
+        const ProcMgr::MemFreeLine kind =
+            badNumber ? ProcMgr::MemFreeLine::NOT_MEM_FREE : ProcMgr::ParseMemFreeLine(line, value);
         badNumber = badNumber || kind == ProcMgr::MemFreeLine::BAD_NUMBER;
         if (kind == ProcMgr::MemFreeLine::VALUE) {
             found = value;

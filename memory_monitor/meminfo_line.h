@@ -8,10 +8,10 @@
 namespace ProcMgr {
 
 enum class MemFreeLine {
-    NOT_MEM_FREE,   // no "MemFree:" key, or no "kB" anywhere in the line
-    INVALID,        // the first "kB" does not lie beyond the end of the key
-    BAD_NUMBER,     // no leading number between key and unit, or one beyond 64 bits
-    VALUE,          // freeKb holds the number
+    NOT_MEM_FREE,  // no "MemFree:" key, or no "kB" anywhere in the line
+    INVALID,       // the first "kB" does not lie beyond the end of the key
+    BAD_NUMBER,    // no leading number between key and unit, or one beyond 64 bits
+    VALUE,         // freeKb holds the number
 };
 
 inline constexpr const char* MEM_FREE_CONVERSION_FAILURE = "stoul";

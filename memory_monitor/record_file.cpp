@@ -1,13 +1,12 @@
 #include "memory_monitor/record_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace ProcMgr {
 namespace {

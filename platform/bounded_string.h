@@ -9,9 +9,9 @@
 extern "C" {
 #endif
 
-int memset_s(void *dest, size_t destMax, int c, size_t count);
+int memset_s(void* dest, size_t destMax, int c, size_t count);
 // Copies count bytes of src and a terminating zero; fails when that needs more than destMax bytes.
-int strncpy_s(char *dest, size_t destMax, const char *src, size_t count);
+int strncpy_s(char* dest, size_t destMax, const char* src, size_t count);
 
 #ifdef __cplusplus
 }

@@ -27,7 +27,8 @@ inline bool LogEnabled(int moduleId, int level)
 // the format, which gets the "[%s:%d]" prefix, and the arguments, which follow file and line.
 #define LAUNCHER_LOG_FORMAT(...) LAUNCHER_LOG_FORMAT_(__VA_ARGS__, unused)
 #define LAUNCHER_LOG_FORMAT_(format, ...) format
-#define LAUNCHER_LOG_ARGUMENTS(...) LAUNCHER_LOG_JOIN(LAUNCHER_LOG_ARGUMENTS_, LAUNCHER_LOG_ARITY(__VA_ARGS__))(__VA_ARGS__)
+#define LAUNCHER_LOG_ARGUMENTS(...) \
+    LAUNCHER_LOG_JOIN(LAUNCHER_LOG_ARGUMENTS_, LAUNCHER_LOG_ARITY(__VA_ARGS__))(__VA_ARGS__)
 #define LAUNCHER_LOG_ARGUMENTS_ONE(format)
 #define LAUNCHER_LOG_ARGUMENTS_MANY(format, ...) , __VA_ARGS__
 #define LAUNCHER_LOG_ARITY(...) \
@@ -37,7 +38,7 @@ inline bool LogEnabled(int moduleId, int level)
 #define LAUNCHER_LOG_JOIN_(a, b) a##b
 
 // Writes without asking CheckLogLevel; for callers that asked already.
-#define PROC_LAUNCHER_LOG_WRITE(moduleId, level, ...)                                              \
+#define PROC_LAUNCHER_LOG_WRITE(moduleId, level, ...)                                                       \
     DlogRecord((moduleId), (level), "[%s:%d]" LAUNCHER_LOG_FORMAT(__VA_ARGS__), ::ProcMgr::LOG_SOURCE_FILE, \
                __LINE__ LAUNCHER_LOG_ARGUMENTS(__VA_ARGS__))
 
@@ -50,7 +51,8 @@ inline bool LogEnabled(int moduleId, int level)
 
 // Each takes a format literal and up to nine arguments.
 #define LAUNCHER_LOG_INFO(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_INFO, __VA_ARGS__)
-#define LAUNCHER_RUNLOG_INFO(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, __VA_ARGS__)
+#define LAUNCHER_RUNLOG_INFO(...) \
+    PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE_RUNLOG, ::ProcMgr::LOG_LEVEL_INFO, __VA_ARGS__)
 #define LAUNCHER_LOG_ERROR(...) PROC_LAUNCHER_LOG(::ProcMgr::LOG_MODULE, ::ProcMgr::LOG_LEVEL_ERROR, __VA_ARGS__)
 
 #endif

@@ -9,7 +9,7 @@ extern "C" {
 // 1 when a record of this level would be written for the module, else 0.
 int CheckLogLevel(int moduleId, int level);
 // The first two format arguments are the calling source file's name and line.
-void DlogRecord(int moduleId, int level, const char *fmt, ...) __attribute__((format(printf, 3, 4)));
+void DlogRecord(int moduleId, int level, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 void DlogFlush(void);
 
 #ifdef __cplusplus

@@ -25,8 +25,8 @@ extern "C" {
 #endif
 
 // All calls answer 0 on success.
-int drvGetDevNum(uint32_t *devNum);
-int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig *config, uint64_t *handle);
+int drvGetDevNum(uint32_t* devNum);
+int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig* config, uint64_t* handle);
 int halSensorNodeUnregister(uint32_t devId, uint64_t handle);
 int halSensorNodeUpdateState(uint32_t devId, uint64_t handle, int32_t fault, int32_t event);
 

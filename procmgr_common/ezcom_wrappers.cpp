@@ -22,8 +22,7 @@ int ProcMgrEzcomRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response
 
 int ProcMgrEzcomTimedRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response, int timeout)
 {
-    return CallWhileBusy([&] { return EzcomTimedRPCSync(pipe, request, response, timeout); }, SEND_RETRY,
-                         ::nanosleep);
+    return CallWhileBusy([&] { return EzcomTimedRPCSync(pipe, request, response, timeout); }, SEND_RETRY, ::nanosleep);
 }
 
 void ProcMgrEzcomClosePipe(int pipe)

@@ -10,18 +10,22 @@ namespace {
 
 // Built before main, in this order; the other four tables are built on their first lookup.
 const std::vector<std::string> REPORT_APP_STATE_TYPE_NAMES = {
-    "RUNNING_NORMAL_START",     "RUNNING_NORMAL_RESTART",   "RUNNING_ABNORMAL_TERM_TIMEOUT",
-    "TERMINATED_NORMAL_EXIT",   "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE",
+    "RUNNING_NORMAL_START",   "RUNNING_NORMAL_RESTART",   "RUNNING_ABNORMAL_TERM_TIMEOUT",
+    "TERMINATED_NORMAL_EXIT", "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE",
 };
 const std::vector<std::string> PROCESS_STATE_NAMES = {
     "INITSTATE", "STARTING", "RUNNING", "TERMINATING", "TERMINATED", "RESTARTING",
 };
 // Not the process-state order: "RESTARTING" comes second here.
 const std::vector<std::string> BASE_SERVICE_STATE_TYPE_NAMES = {
-    "INIT", "RESTARTING", "RUNNING", "TERMINATING",
+    "INIT",
+    "RESTARTING",
+    "RUNNING",
+    "TERMINATING",
 };
 const std::vector<std::string> APP_EXEC_STATE_NAMES = {
-    "RUNNING", "TERMINATED",
+    "RUNNING",
+    "TERMINATED",
 };
 
 std::string NameAt(const std::vector<std::string>& names, unsigned long key)

@@ -46,8 +46,7 @@ PROCMGR_COMMON_API int ProcMgrEzcomSendResponse(int pipe, const EzcomResponse* r
 // Result of EzcomRPCSync.
 PROCMGR_COMMON_API int ProcMgrEzcomRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response);
 // Result of EzcomTimedRPCSync; timeout bounds each attempt, not the whole call.
-PROCMGR_COMMON_API int ProcMgrEzcomTimedRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response,
-                                                int timeout);
+PROCMGR_COMMON_API int ProcMgrEzcomTimedRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response, int timeout);
 // Calls EzcomClosePipe up to 10 times while it answers -16 (EZCOM_CLOSE_PIPE_BUSY), waiting 100 ms
 // after each; the outcome is not reported.
 PROCMGR_COMMON_API void ProcMgrEzcomClosePipe(int pipe);

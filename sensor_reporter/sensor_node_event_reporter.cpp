@@ -50,8 +50,8 @@ bool SensorNodeEventReporter::RegisterSensorNode(const SensorNodeConfig& config)
     }
     HalSensorNodeConfig halConfig{};
     if (!FillName(halConfig, config.name)) {
-        syslog(REPORTER_FAILURE_PRIORITY, "SensorNodeEventReporter RegisterSensorNode Copy sensor node name for %s failed.",
-               config.name.c_str());
+        syslog(REPORTER_FAILURE_PRIORITY,
+               "SensorNodeEventReporter RegisterSensorNode Copy sensor node name for %s failed.", config.name.c_str());
         return false;
     }
     halConfig.nodeType = config.nodeType;
@@ -62,10 +62,11 @@ bool SensorNodeEventReporter::RegisterSensorNode(const SensorNodeConfig& config)
     record.sensorType = config.sensorType;
     record.nodeType = config.nodeType;
     record.handles = RegisterOnDevices(config.name, halConfig, reportIds);
-    syslog(REPORTER_SUCCESS_PRIORITY,
-           "SensorNodeEventReporter RegisterSensorNode for %s success, nodeType=0x%x, sensorType=0x%x, reportIds size=%zu",
-           config.name.c_str(), static_cast<unsigned>(config.nodeType), static_cast<unsigned>(config.sensorType),
-           reportIds.size());
+    syslog(
+        REPORTER_SUCCESS_PRIORITY,
+        "SensorNodeEventReporter RegisterSensorNode for %s success, nodeType=0x%x, sensorType=0x%x, reportIds size=%zu",
+        config.name.c_str(), static_cast<unsigned>(config.nodeType), static_cast<unsigned>(config.sensorType),
+        reportIds.size());
     sensorNodes.emplace(config.name, std::move(record));
     return true;
 }
@@ -132,8 +133,9 @@ bool SensorNodeEventReporter::RemoveNode(NodeMap::iterator node)
         const int ret = halSensorNodeUnregister(devId, handle);
         if (ret != 0) {
             allUnregistered = false;
-            syslog(REPORTER_FAILURE_PRIORITY, "SensorNodeEventReporter UnregisterSensorNode for %s failed. (id=%u,ret=%u)",
-                   node->first.c_str(), devId, static_cast<unsigned>(ret));
+            syslog(REPORTER_FAILURE_PRIORITY,
+                   "SensorNodeEventReporter UnregisterSensorNode for %s failed. (id=%u,ret=%u)", node->first.c_str(),
+                   devId, static_cast<unsigned>(ret));
         }
     }
     sensorNodes.erase(node);

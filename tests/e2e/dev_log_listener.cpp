@@ -1,11 +1,10 @@
 // Receives syslog datagrams on a Unix socket and appends each to a file as one line, until
 // SIGTERM. Lets the end-to-end tests see what really leaves the daemon through syslog.
+#include <csignal>
+#include <cstdio>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
 
 namespace {
 volatile std::sig_atomic_t stopping = 0;

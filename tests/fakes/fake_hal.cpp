@@ -66,7 +66,8 @@ extern "C" int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig* config
     const auto* bytes = reinterpret_cast<const unsigned char*>(config);
     Fakes::HalCall call{"register", devId};
     call.record.assign(bytes, bytes + sizeof(*config));
-    const int ret = Fakes::Record(call, " name=" + std::string(config->name, strnlen(config->name, sizeof(config->name))));
+    const int ret =
+        Fakes::Record(call, " name=" + std::string(config->name, strnlen(config->name, sizeof(config->name))));
     if (ret == 0) {
         *handle = State().halCalls.back().handle;
     }
@@ -82,7 +83,7 @@ extern "C" int halSensorNodeUnregister(uint32_t devId, uint64_t handle)
 extern "C" int halSensorNodeUpdateState(uint32_t devId, uint64_t handle, int32_t fault, int32_t event)
 {
     std::lock_guard<std::mutex> lock(FakeMutex());
-    return Fakes::Record(Fakes::HalCall{"update", devId, handle, fault, event},
-                         " handle=" + std::to_string(handle) + " fault=" + std::to_string(fault) +
-                             " event=" + std::to_string(event));
+    return Fakes::Record(
+        Fakes::HalCall{"update", devId, handle, fault, event},
+        " handle=" + std::to_string(handle) + " fault=" + std::to_string(fault) + " event=" + std::to_string(event));
 }

@@ -1,9 +1,8 @@
 // The logging library and syslog. syslog takes the place of libc's in the test executables (the
 // executable's definition wins), also in its fortified form.
-#include <syslog.h>
-
 #include <cstdarg>
 #include <cstdio>
+#include <syslog.h>
 
 #include "platform/launcher_log.h"
 #include "platform/slog.h"

@@ -4,10 +4,9 @@
 #ifndef TESTS_FAKES_FAKES_H
 #define TESTS_FAKES_FAKES_H
 
-#include <gmock/gmock.h>
-
 #include <cstdint>
 #include <functional>
+#include <gmock/gmock.h>
 #include <map>
 #include <string>
 #include <vector>

@@ -4,10 +4,9 @@
 #ifndef TESTS_PROC_LAUNCHER_LAUNCHER_TEST_SUPPORT_H
 #define TESTS_PROC_LAUNCHER_LAUNCHER_TEST_SUPPORT_H
 
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <csignal>
 #include <string>
 
 #include "proc_launcher/proc_launcher.h"
@@ -46,13 +45,17 @@ protected:
             return Records("grp Run")();
         });
         ON_CALL(grp, Stop()).WillByDefault(Records("grp Stop"));
-        ON_CALL(grp, SetRunning(_)).WillByDefault([](int on) { return Records("grp SetRunning " + std::to_string(on))(); });
+        ON_CALL(grp, SetRunning(_)).WillByDefault([](int on) {
+            return Records("grp SetRunning " + std::to_string(on))();
+        });
         ON_CALL(grp, RegisterAppStateCallback(_)).WillByDefault([this](AppStateCallback callback) {
             installedCallback = std::move(callback);
             return Records("grp RegisterAppStateCallback")();
         });
         ON_CALL(grp, GetAppSensorConfig(_, _)).WillByDefault(::testing::Return(1));
-        ON_CALL(grp, RestartApp(_)).WillByDefault([](const std::string& app) { return Records("grp Restart " + app)(); });
+        ON_CALL(grp, RestartApp(_)).WillByDefault([](const std::string& app) {
+            return Records("grp Restart " + app)();
+        });
     }
 
     static void ResetFakes()

@@ -114,9 +114,9 @@ TEST_F(StateChangeTest, OnlyChangesReachTheHalEveryLossRestartsAndARemovedNodeSt
     Fakes::SetHal({DEVICES, 0, {{"unregister@1", 7}}});  // a failed withdrawal still forgets the node
     EXPECT_CALL(grp, RestartApp("camera")).Times(2).WillRepeatedly(Return(0));
     const std::vector<std::pair<AppReportState, bool>> reports{
-        {HEART_BEAT_LOST, true}, {HEART_BEAT_LOST, true}, {HEART_BEAT_RECOVERY, true}, {SWITCH_ON, true},
-        {ABNORMAL_EXIT, true},   {ACTIVELY_EXIT, false},  {ACTIVELY_EXIT, true},      {SWITCH_ON, true},
-        {ABNORMAL_EXIT, true}};
+        {HEART_BEAT_LOST, true}, {HEART_BEAT_LOST, true}, {HEART_BEAT_RECOVERY, true},
+        {SWITCH_ON, true},       {ABNORMAL_EXIT, true},   {ACTIVELY_EXIT, false},
+        {ACTIVELY_EXIT, true},   {SWITCH_ON, true},       {ABNORMAL_EXIT, true}};
     for (const auto& [state, result] : reports) {
         EXPECT_EQ(launcher.OnAppStateChange("camera", 42, state), result) << state;
     }

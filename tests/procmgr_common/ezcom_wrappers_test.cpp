@@ -1,9 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <functional>
+#include <gtest/gtest.h>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -50,12 +49,23 @@ TEST(CallWhileBusyTest, RetriesOnlyItsBusyCodeWithinBudgetAndWaitsOutSignals)
         {"send does not retry close's busy code", ProcMgr::SEND_RETRY, {-16, 0}, {}, -16, "C "},
         {"close: always busy, 10 calls of 100 ms", ProcMgr::CLOSE_RETRY, {-16}, {}, -16, Busy(10, CLOSE_NS)},
         {"close does not retry send's busy code", ProcMgr::CLOSE_RETRY, {-11, 0}, {}, -11, "C "},
-        {"signal storm: each wait resumed for what is left, no call spent", ProcMgr::SEND_RETRY, {-11, -11, 0},
+        {"signal storm: each wait resumed for what is left, no call spent",
+         ProcMgr::SEND_RETRY,
+         {-11, -11, 0},
          {{-1, EINTR, 3000000}, {-1, EINTR, 2000000}, {-1, EINTR, 250000}, {0, 0, 0}, {-1, EINTR, 1}},
-         0, "C 5000000 3000000 2000000 250000 C 5000000 1 C "},
-        {"another sleep failure ends the wait", ProcMgr::CLOSE_RETRY, {-16, 0}, {{-1, EINVAL, 1000}}, 0,
+         0,
+         "C 5000000 3000000 2000000 250000 C 5000000 1 C "},
+        {"another sleep failure ends the wait",
+         ProcMgr::CLOSE_RETRY,
+         {-16, 0},
+         {{-1, EINVAL, 1000}},
+         0,
          Busy(1, CLOSE_NS) + "C "},
-        {"success ends the wait despite a stale EINTR", ProcMgr::CLOSE_RETRY, {-16, 0}, {{0, EINTR, 1000}}, 0,
+        {"success ends the wait despite a stale EINTR",
+         ProcMgr::CLOSE_RETRY,
+         {-16, 0},
+         {{0, EINTR, 1000}},
+         0,
          Busy(1, CLOSE_NS) + "C "},
     };
     for (const auto& row : rows) {
@@ -108,7 +118,12 @@ TEST(EzcomWrapperTest, EachWrapperRetriesItsBusyCodeWithTheCallersArguments)
         {"RPCSync", [] { return ProcMgr::ProcMgrEzcomRPCSync(PIPE, REQUEST, RESPONSE); }, REQUEST, RESPONSE, 0},
         {"TimedRPCSync", [] { return ProcMgr::ProcMgrEzcomTimedRPCSync(PIPE, REQUEST, RESPONSE, TIMEOUT); }, REQUEST,
          RESPONSE, TIMEOUT},
-        {"ClosePipe", [] { ProcMgr::ProcMgrEzcomClosePipe(PIPE); return NO_RESULT; }, nullptr, nullptr, 0},
+        {"ClosePipe",
+         [] {
+             ProcMgr::ProcMgrEzcomClosePipe(PIPE);
+             return NO_RESULT;
+         },
+         nullptr, nullptr, 0},
     };
     for (const auto& wrapper : wrappers) {
         const bool isClose = std::string(wrapper.function) == "ClosePipe";

@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <climits>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -16,17 +15,21 @@ TEST(NameTablesTest, EveryKeyYieldsItsNameAndKeysPastTheTableYieldNothing)
         std::string (*lookup)(unsigned long);
         std::vector<std::string> names;  // the name of key i at position i
     } tables[] = {
-        {"GetReportAppStateTypeStr", ProcMgr::GetReportAppStateTypeStr,
+        {"GetReportAppStateTypeStr",
+         ProcMgr::GetReportAppStateTypeStr,
          {"RUNNING_NORMAL_START", "RUNNING_NORMAL_RESTART", "RUNNING_ABNORMAL_TERM_TIMEOUT", "TERMINATED_NORMAL_EXIT",
           "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE"}},
-        {"GetProcessStateStr", ProcMgr::GetProcessStateStr,
+        {"GetProcessStateStr",
+         ProcMgr::GetProcessStateStr,
          {"INITSTATE", "STARTING", "RUNNING", "TERMINATING", "TERMINATED", "RESTARTING"}},
-        {"GetBaseServiceStateTypeStr", ProcMgr::GetBaseServiceStateTypeStr,
+        {"GetBaseServiceStateTypeStr",
+         ProcMgr::GetBaseServiceStateTypeStr,
          {"INIT", "RESTARTING", "RUNNING", "TERMINATING"}},
         {"GetAppExecStateStr", ProcMgr::GetAppExecStateStr, {"RUNNING", "TERMINATED"}},
         {"GetOptionType", ProcMgr::GetOptionType, {"START", "TERM", "RESTART"}},
         {"GetGroupOwner", ProcMgr::GetGroupOwner, {"DATAMASTER", "IAM", "APPMGR"}},
-        {"GetAppState", ProcMgr::GetAppState,
+        {"GetAppState",
+         ProcMgr::GetAppState,
          {"SUCCESS", "TERM_FAILED", "START_FAILED", "RESTART_FAILED", "INIT", "PROCESSING", "START_FAILED_BY_EIO"}},
         {"GetSysState", ProcMgr::GetSysState, {"OFF", "WORKING", "SUSPEND", "UPGRADE", "CALIBRATION"}},
     };
@@ -59,7 +62,11 @@ TEST(IsStrDigitsTest, AcceptsOnlyDecimalDigits)
         {"leading blank", " 123", false},
         {"decimal point", "12.3", false},
         {"hex digits", "0x1F", false},
-        {"embedded zero byte", std::string("12\0" "34", 5), false},
+        {"embedded zero byte",
+         std::string("12\0"
+                     "34",
+                     5),
+         false},
         {"just below '0'", "/", false},
         {"just above '9'", ":", false},
     };

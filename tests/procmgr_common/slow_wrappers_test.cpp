@@ -1,7 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <functional>
+#include <gtest/gtest.h>
 
 #include "procmgr_common/procmgr_common.h"
 #include "tests/fakes/fakes.h"

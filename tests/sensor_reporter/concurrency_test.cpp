@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-
 #include <thread>
 
 #include "sensor_reporter/sensor_node_event_reporter.h"

@@ -1,7 +1,6 @@
-#include <gmock/gmock.h>
-
 #include <cstring>
 #include <functional>
+#include <gmock/gmock.h>
 
 #include "sensor_reporter/sensor_node_event_reporter.h"
 #include "tests/fakes/fakes.h"
@@ -44,17 +43,23 @@ TEST(Reporter, HalCallsAndSyslogMessagesInOrder)
     const std::string name19(19, 'n');
     const std::string name20(20, 'n');
     const TimelineCase rows[] = {
-        {"19-byte name, positive scope: device 0 alone, count not asked", 4, {},
+        {"19-byte name, positive scope: device 0 alone, count not asked",
+         4,
+         {},
          [&](Reporter& r) { EXPECT_TRUE(r.RegisterSensorNode(Node(name19, 1))); },
          {"hal register dev=0 name=" + name19 + " ret=0 handle=1",
           INFO + "RegisterSensorNode for " + name19 + " success, nodeType=0x617, sensorType=0xd0, reportIds size=1"}},
-        {"20-byte name leaves no room for the zero: refused and never registered", 4, {},
+        {"20-byte name leaves no room for the zero: refused and never registered",
+         4,
+         {},
          [&](Reporter& r) {
              EXPECT_FALSE(r.RegisterSensorNode(Node(name20, 1)));
              EXPECT_TRUE(r.UnregisterAllSensorNodes());
          },
          {ERR + "RegisterSensorNode Copy sensor node name for " + name20 + " failed."}},
-        {"scopes 0 and -1: every device in order, count asked once", 4, {},
+        {"scopes 0 and -1: every device in order, count asked once",
+         4,
+         {},
          [](Reporter& r) {
              EXPECT_TRUE(r.RegisterSensorNode(Node("a", 0, OS_NODE_TYPE, APP_SENSOR_TYPE)));
              EXPECT_TRUE(r.RegisterSensorNode(Node("b", -1, 0x1234, APP_SENSOR_TYPE)));
@@ -66,7 +71,9 @@ TEST(Reporter, HalCallsAndSyslogMessagesInOrder)
           "hal register dev=0 name=b ret=0 handle=5", "hal register dev=1 name=b ret=0 handle=6",
           "hal register dev=2 name=b ret=0 handle=7", "hal register dev=3 name=b ret=0 handle=8",
           INFO + "RegisterSensorNode for b success, nodeType=0x1234, sensorType=0x27, reportIds size=4"}},
-        {"registering a known name again changes nothing, not even the types", 2, {},
+        {"registering a known name again changes nothing, not even the types",
+         2,
+         {},
          [](Reporter& r) {
              EXPECT_TRUE(r.RegisterSensorNode(Node("n")));
              EXPECT_TRUE(r.RegisterSensorNode(Node("n", 1, OS_NODE_TYPE, APP_SENSOR_TYPE)));
@@ -75,9 +82,13 @@ TEST(Reporter, HalCallsAndSyslogMessagesInOrder)
          {"hal devnum ret=0 count=2", INFO + "GetDeviceNum success. devNum=2",
           "hal register dev=0 name=n ret=0 handle=1", "hal register dev=1 name=n ret=0 handle=2",
           INFO + "RegisterSensorNode for n success, nodeType=0x617, sensorType=0xd0, reportIds size=2",
-          "hal update dev=0 handle=1 fault=1 event=1 ret=0", INFO + "ReportEvent success.(nodeName=n,id=0,fault=1,event=1)",
-          "hal update dev=1 handle=2 fault=1 event=1 ret=0", INFO + "ReportEvent success.(nodeName=n,id=1,fault=1,event=1)"}},
-        {"events 1,1,0,0,1: only the three changes are reported", 1, {},
+          "hal update dev=0 handle=1 fault=1 event=1 ret=0",
+          INFO + "ReportEvent success.(nodeName=n,id=0,fault=1,event=1)",
+          "hal update dev=1 handle=2 fault=1 event=1 ret=0",
+          INFO + "ReportEvent success.(nodeName=n,id=1,fault=1,event=1)"}},
+        {"events 1,1,0,0,1: only the three changes are reported",
+         1,
+         {},
          [](Reporter& r) {
              EXPECT_TRUE(r.RegisterSensorNode(Node("os-memory", 1)));
              for (const int32_t event : {1, 1, 0, 0, 1}) {
@@ -86,10 +97,14 @@ TEST(Reporter, HalCallsAndSyslogMessagesInOrder)
          },
          {"hal register dev=0 name=os-memory ret=0 handle=1",
           INFO + "RegisterSensorNode for os-memory success, nodeType=0x617, sensorType=0xd0, reportIds size=1",
-          "hal update dev=0 handle=1 fault=1 event=1 ret=0", INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=1)",
-          "hal update dev=0 handle=1 fault=1 event=0 ret=0", INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=0)",
-          "hal update dev=0 handle=1 fault=1 event=1 ret=0", INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=1)"}},
-        {"devices 1 and 3 refuse the node, 2 fails the update: refusers are left out, nothing repeated", 4,
+          "hal update dev=0 handle=1 fault=1 event=1 ret=0",
+          INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=1)",
+          "hal update dev=0 handle=1 fault=1 event=0 ret=0",
+          INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=0)",
+          "hal update dev=0 handle=1 fault=1 event=1 ret=0",
+          INFO + "ReportEvent success.(nodeName=os-memory,id=0,fault=1,event=1)"}},
+        {"devices 1 and 3 refuse the node, 2 fails the update: refusers are left out, nothing repeated",
+         4,
          {{"register@1", 7}, {"register@3", -1}, {"update@2", 3}},
          [](Reporter& r) {
              EXPECT_TRUE(r.RegisterSensorNode(Node("os-memory")));
@@ -108,7 +123,9 @@ TEST(Reporter, HalCallsAndSyslogMessagesInOrder)
           "hal update dev=2 handle=2 fault=1 event=1 ret=3",
           ERR + "ReportEvent failed.(nodeName=os-memory,id=2,fault=1,event=1,ret=3)",
           "hal unregister dev=0 handle=1 ret=0", "hal unregister dev=2 handle=2 ret=0"}},
-        {"unregistration fails on device 1: the others go, the node leaves the registry", 3, {{"unregister@1", -2}},
+        {"unregistration fails on device 1: the others go, the node leaves the registry",
+         3,
+         {{"unregister@1", -2}},
          [](Reporter& r) {
              EXPECT_TRUE(r.RegisterSensorNode(Node("app")));
              EXPECT_FALSE(r.UnregisterSensorNode("app"));
