@@ -7,10 +7,6 @@ function(proc_launcher_warnings target)
     # A logging helper that forwards a format without a printf attribute escapes format checking.
     target_compile_options(${target} PRIVATE -Wsuggest-attribute=format)
   endif()
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # The log macros rely on the GNU comma swallowing of ##__VA_ARGS__, which GCC accepts under -Wpedantic.
-    target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
-  endif()
   if(PROC_LAUNCHER_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

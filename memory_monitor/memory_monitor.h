@@ -43,7 +43,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using ClockFunction = Clock::time_point (*)();
 
-    explicit MemoryShortageDetector(std::string_view sysfsDir = SYSFS_NODE_DIR, ClockFunction now = &Clock::now);
+    explicit MemoryShortageDetector(std::string_view nodeDir = SYSFS_NODE_DIR, ClockFunction clock = &Clock::now);
 
     // Called on every loop tick; the first call only starts the period. A tick on which no check
     // is due reads the clock once and compares once.

@@ -39,7 +39,7 @@ private:
     bool atEnd = false;
     std::string failure;
     std::string buffer;
-    char chunk[4096];
+    char chunk[4096] = {};
     size_t chunkBegin = 0;
     size_t chunkEnd = 0;
 };

@@ -47,7 +47,7 @@ class SensorNodeEventReporter {
 public:
     SensorNodeEventReporter();
     // The device count is borrowed and must outlive the reporter.
-    explicit SensorNodeEventReporter(DeviceCount& deviceCount);
+    explicit SensorNodeEventReporter(DeviceCount& sharedCount);
     SensorNodeEventReporter(const SensorNodeEventReporter&) = delete;
     SensorNodeEventReporter& operator=(const SensorNodeEventReporter&) = delete;
 

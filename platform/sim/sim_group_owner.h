@@ -28,6 +28,8 @@ struct GroupOwnerSettings {
 
 GroupOwnerSettings LoadGroupOwnerSettings(const EnvLookup& env, const Reporter& report);
 
+// Never deleted through its base, whose destructor is protected; so its own need not be virtual.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class SimGroupOwner final : public ProcMgrGrpOwner, private ScriptHandler {
 public:
     SimGroupOwner(GroupOwnerSettings ownerSettings, LineSink journalSink, Reporter reporter);

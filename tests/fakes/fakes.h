@@ -72,7 +72,8 @@ void SetEzcomAnswer(std::function<int(const EzcomCall&)> answer);
 std::vector<EzcomCall> EzcomCalls();
 
 // ---- group-owner service: while a MockGrpOwner lives, ProcMgrGrpOwner::GetInstance() returns it ----
-class MockGrpOwner : public ProcMgr::ProcMgrGrpOwner {
+// Never deleted through its base, whose destructor is protected; so its own need not be virtual.
+class MockGrpOwner : public ProcMgr::ProcMgrGrpOwner {  // NOLINT(cppcoreguidelines-virtual-class-destructor)
 public:
     MockGrpOwner();
     ~MockGrpOwner();

@@ -37,8 +37,9 @@ TEST(DecimalNumberTest, AcceptsWhatStoiAndStoulAccept)
     // clang-format on
     for (const std::string& text : texts) {
         SCOPED_TRACE(testing::PrintToString(text));
-        EXPECT_EQ(ProcMgr::ParseLeadingInt32(text), Reference([](auto& t) { return std::stoi(t); }, text));
-        EXPECT_EQ(ProcMgr::ParseLeadingUint64(text), Reference([](auto& t) { return uint64_t{std::stoul(t)}; }, text));
+        EXPECT_EQ(ProcMgr::ParseLeadingInt32(text), Reference([](const auto& t) { return std::stoi(t); }, text));
+        EXPECT_EQ(ProcMgr::ParseLeadingUint64(text),
+                  Reference([](const auto& t) { return uint64_t{std::stoul(t)}; }, text));
     }
 }
 
@@ -83,7 +84,7 @@ TEST(NodeListItemTest, YieldsTheIdsAndLogsTheItem)
         SCOPED_TRACE(row.name);
         Fakes::ResetAll();
         EXPECT_EQ(ProcMgr::GetNumaNodeList(row.item), row.ids);
-        const std::string printed = row.item.c_str();  // %s stops at a NUL byte
+        const std::string printed = row.item.substr(0, row.item.find('\0'));  // %s stops at a NUL byte
         Logs logs{Item(printed)};
         if (row.failure != nullptr) {
             logs.push_back("R|Get numa node list, exception is throwed. (str=" + printed + ",detail=" + row.failure +

@@ -69,7 +69,7 @@ TEST(StandInLibraries, ReadTheirVariablesOncePerProcessAndJournalEveryCall)
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
-    SimTest::Scratch dir;
+    static SimTest::Scratch dir;  // outlives every test, and main's frame, which scratch must not outlive
     scratch = &dir;
     // clang-format off
     const std::pair<const char*, std::string> variables[] = {

@@ -37,7 +37,7 @@ protected:
         ResetFakes();
         ON_CALL(grp, Configure(_)).WillByDefault([](const GrpOwnerStartupConfig& c) {
             return Records("grp Configure " + c.startupConfigPath + " [" + c.extraPath + "] " + c.resourcePath + " " +
-                           std::to_string(c.firstFlag) + std::to_string(c.secondFlag) + std::to_string(c.extraValue))();
+                           (c.firstFlag ? "1" : "0") + (c.secondFlag ? "1" : "0") + std::to_string(c.extraValue))();
         });
         ON_CALL(grp, Start()).WillByDefault(Records("grp Start"));
         ON_CALL(grp, Run()).WillByDefault([] {

@@ -7,7 +7,6 @@
 namespace ProcMgr {
 namespace {
 
-using ::testing::_;
 using ::testing::Return;
 
 class StateChangeTest : public LauncherTest {

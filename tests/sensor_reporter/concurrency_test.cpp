@@ -58,9 +58,9 @@ TEST(ReporterConcurrency, ThreadsOnOwnAndSharedNodesLoseNothingAndRepeatNothing)
     }
     std::vector<std::string> sharedHistory;
     for (int change = 0; change < SHARED_CHANGES; ++change) {
-        sharedHistory.push_back(change % 2 == 0 ? "update 1" : "update 0");
+        sharedHistory.emplace_back(change % 2 == 0 ? "update 1" : "update 0");
     }
-    sharedHistory.push_back("unregister 0");
+    sharedHistory.emplace_back("unregister 0");
     const std::vector<std::string> ownHistory{"update 1", "update 0", "unregister 0"};
     const auto registrations = Fakes::HalCalls("register");
     EXPECT_EQ(registrations.size(), (WORKERS * ROUNDS + 1) * DEVICES);

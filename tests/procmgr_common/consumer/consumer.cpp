@@ -7,7 +7,7 @@
 
 int main(int argc, char** argv)
 {
-    const int pipe = argc > 1 ? std::atoi(argv[1]) : 1;
+    const int pipe = argc > 1 ? static_cast<int>(std::strtol(argv[1], nullptr, 10)) : 1;
     const int result = ProcMgr::ProcMgrEzcomSendRequest(pipe, nullptr);
     std::printf("ProcMgrEzcomSendRequest(%d) = %d\n", pipe, result);
     if (result != 0) {
