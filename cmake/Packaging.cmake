@@ -18,6 +18,11 @@ set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # Written out rather than derived by dpkg-shlibdeps, which cannot read a cross build's binaries.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
+# Enable the unit for the next boot, stop it before removal, and refresh the linker cache.
+set(deb_scripts ${PROJECT_SOURCE_DIR}/packaging/deb)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+  ${deb_scripts}/postinst ${deb_scripts}/prerm ${deb_scripts}/postrm ${deb_scripts}/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
