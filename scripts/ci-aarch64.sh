@@ -4,6 +4,8 @@
 # the preset points at.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/packages.sh
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" g++-aarch64-linux-gnu qemu-user
 
 deps=build/aarch64-deps
 toolchain=$PWD/cmake/toolchains/aarch64-linux-gnu.cmake

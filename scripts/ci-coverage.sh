@@ -3,6 +3,8 @@
 # sources (tests, fuzz targets, benchmarks and the platform stand-ins are not counted).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/packages.sh
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" gcovr
 
 build=build/coverage
 # Counters from an earlier run would add to this one's.

@@ -4,6 +4,8 @@
 # compilation database of the lint preset (clang, configure only).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/packages.sh
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" clang clang-tidy clang-format cppcheck
 
 product='/(proc_launcher|memory_monitor|sensor_reporter|procmgr_common|platform)/'
 tests='/(tests|fuzz|bench)/'

@@ -4,6 +4,8 @@
 # exit check turns into a failure; the full valgrind report is printed either way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/packages.sh
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" valgrind
 
 build=build/release
 cmake --preset release >/dev/null

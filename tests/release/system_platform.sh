@@ -5,6 +5,8 @@
 # and runs the end-to-end tests.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
+source scripts/lib/packages.sh
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" clang
 
 prefix=build/system-platform
 stand_ins=(sim_group_owner sim_hal sim_easy_comm sim_slog sim_bounded_string)
