@@ -8,6 +8,9 @@ BUILD_AND_TEST_PACKAGES=(
   faketime util-linux mount binutils
 )
 
+# What scripts/bench needs beyond those: libnuma for the peer of the node read, matplotlib for the plot.
+BENCH_PACKAGES=(libnuma-dev python3-matplotlib)
+
 ensure_packages() {
   local missing=() package
   if ! command -v dpkg-query >/dev/null 2>&1; then
