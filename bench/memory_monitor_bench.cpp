@@ -1,4 +1,5 @@
-// Cost of the shortage detector in the 200 ms loop: the idle tick, and a due check over four nodes.
+// Cost of the OS memory monitor: the due check over fixture trees of growing size, the free-memory
+// read of one node of this machine, and the node-list item parser and file reader.
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstdlib>
@@ -6,101 +7,170 @@
 #include <fstream>
 #include <string>
 
+#include "bench/counting_platform.h"
+#include "bench/operation_probes.h"
 #include "memory_monitor/memory_monitor.h"
-#include "tests/fakes/fakes.h"
 
+namespace ProcMgr::Bench {
 namespace {
 
-using Clock = ProcMgr::MemoryShortageDetector::Clock;
+// The kernel's per-node meminfo fields, so that a fixture read scans as many lines as a real one.
+constexpr const char* MEMINFO_FIELDS[] = {
+    "MemTotal",       "MemFree",        "MemUsed",       "SwapCached",      "Active",         "Inactive",
+    "Active(anon)",   "Inactive(anon)", "Active(file)",  "Inactive(file)",  "Unevictable",    "Mlocked",
+    "Dirty",          "Writeback",      "FilePages",     "Mapped",          "AnonPages",      "Shmem",
+    "KernelStack",    "PageTables",     "SecPageTables", "NFS_Unstable",    "Bounce",         "WritebackTmp",
+    "KReclaimable",   "Slab",           "SReclaimable",  "SUnreclaim",      "AnonHugePages",  "ShmemHugePages",
+    "ShmemPmdMapped", "FileHugePages",  "FilePmdMapped", "HugePages_Total", "HugePages_Free", "HugePages_Surp",
+};
 
-Clock::time_point benchNow{};
+// Plenty on every node: a check reports "no shortage", which the HAL never sees.
+constexpr unsigned long FIXTURE_FIELD_KB = 4000000;
 
-// Every reading lies one period after the last, so every call makes a due check.
-Clock::time_point PeriodPerReading()
-{
-    benchNow += std::chrono::seconds(60);
-    return benchNow;
-}
-
-class NodeTree {
+class TempDir {
 public:
-    explicit NodeTree(int nodeCount)
+    TempDir()
     {
         std::string pattern = (std::filesystem::temp_directory_path() / "memory-bench-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) {
             std::abort();
         }
         dir = pattern;
-        Write("has_normal_memory", "0-" + std::to_string(nodeCount - 1) + "\n");
-        for (int node = 0; node < nodeCount; ++node) {
-            const std::string prefix = "Node " + std::to_string(node) + " ";
-            std::filesystem::create_directories(dir + "/node" + std::to_string(node));
-            Write("node" + std::to_string(node) + "/meminfo",
-                  prefix + "MemTotal:       65536000 kB\n" + prefix + "MemFree:        4000000 kB\n" + prefix +
-                      "MemUsed:        61536000 kB\n" + prefix + "Active:         1000000 kB\n" + prefix +
-                      "Inactive:       2000000 kB\n" + prefix + "HugePages_Free:     0\n");
-        }
     }
-    ~NodeTree() { std::filesystem::remove_all(dir); }
-    NodeTree(const NodeTree&) = delete;
-    NodeTree& operator=(const NodeTree&) = delete;
+    ~TempDir() { std::filesystem::remove_all(dir); }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
 
-    const std::string& Dir() const { return dir; }
+    const std::string& Path() const { return dir; }
 
-private:
     void Write(const std::string& relativePath, const std::string& content) const
     {
-        std::ofstream(dir + "/" + relativePath) << content;
+        const std::filesystem::path path = dir + "/" + relativePath;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << content;
     }
 
+private:
     std::string dir;
 };
 
-// The platform log answers "not enabled", as on a board logging errors only; nothing piles up.
-void QuietPlatform()
+std::string NodeMeminfo(int node)
 {
-    Fakes::ResetAll();
-    Fakes::SetLog({4, false});
+    std::string text;
+    for (const char* field : MEMINFO_FIELDS) {
+        char line[96];
+        std::snprintf(line, sizeof(line), "Node %d %-16s%9lu kB\n", node, (std::string(field) + ":").c_str(),
+                      FIXTURE_FIELD_KB);
+        text += line;
+    }
+    return text;
 }
 
-void RegisterOsMemoryNode(ProcMgr::SensorNodeEventReporter& reporter)
+// A sysfs node directory with nodes 0 .. nodeCount - 1, all of normal memory.
+void WriteNodeTree(const TempDir& tree, int nodeCount)
 {
-    reporter.RegisterSensorNode({ProcMgr::OS_MEMORY_NODE_NAME, 0x0617, 0xD0, 0});
+    tree.Write("has_normal_memory", "0-" + std::to_string(nodeCount - 1) + "\n");
+    for (int node = 0; node < nodeCount; ++node) {
+        tree.Write("node" + std::to_string(node) + "/meminfo", NodeMeminfo(node));
+    }
 }
 
-void IdleTick(benchmark::State& state)
+// Every reading lies one period after the last, so that every Check makes a due check.
+MemoryShortageDetector::Clock::time_point PeriodPerReading()
 {
-    QuietPlatform();
-    ProcMgr::DeviceCount deviceCount;
-    ProcMgr::SensorNodeEventReporter reporter(deviceCount);
-    RegisterOsMemoryNode(reporter);
-    ProcMgr::MemoryShortageDetector detector("/nonexistent");
-    detector.Check(reporter);
+    static MemoryShortageDetector::Clock::time_point now{};
+    now += std::chrono::seconds(60);
+    return now;
+}
+
+void DueCheck(benchmark::State& state)
+{
+    const auto nodeCount = static_cast<int>(state.range(0));
+    const TempDir tree;
+    WriteNodeTree(tree, nodeCount);
+    DeviceCount devices;
+    SensorNodeEventReporter reporter(devices);
+    reporter.RegisterSensorNode({OS_MEMORY_NODE_NAME, 0x0617, 0xD0, -1});
+    MemoryShortageDetector detector(tree.Path(), &PeriodPerReading);
+    detector.Check(reporter);  // starts the period
+    detector.Check(reporter);  // discovers the nodes, which later checks only read
+    const OperationCounts before = OperationsOnThisThread();
+    const PlatformCalls callsBefore = CallsOnThisThread();
     for (auto _ : state) {
         detector.Check(reporter);
     }
-}
-BENCHMARK(IdleTick);
-
-void DueCheckOfFourNodes(benchmark::State& state)
-{
-    QuietPlatform();
-    const NodeTree tree(4);
-    ProcMgr::DeviceCount deviceCount;
-    ProcMgr::SensorNodeEventReporter reporter(deviceCount);
-    RegisterOsMemoryNode(reporter);
-    ProcMgr::MemoryShortageDetector detector(tree.Dir(), &PeriodPerReading);
-    detector.Check(reporter);
-    detector.Check(reporter);  // discovery, so that the loop times the checks that follow
-    for (auto _ : state) {
-        detector.Check(reporter);
-    }
-    if (!Fakes::HalCalls("update").empty()) {
+    const OperationCounts made = OperationsSince(before);
+    const auto iterations = static_cast<uint64_t>(state.iterations());
+    if (made.fileOpens != iterations * static_cast<uint64_t>(nodeCount)) {
+        state.SkipWithError("a check did not read every node exactly once");
+    } else if (CallsOnThisThread().halUpdates != callsBefore.halUpdates) {
         state.SkipWithError("the fixture reported a shortage");
     }
+    state.SetComplexityN(nodeCount);
+    state.counters["allocations"] =
+        benchmark::Counter(static_cast<double>(made.allocations), benchmark::Counter::kAvgIterations);
 }
-BENCHMARK(DueCheckOfFourNodes);
+BENCHMARK(DueCheck)->Arg(1)->Arg(8)->Arg(64)->Arg(512)->Complexity(benchmark::oN);
+
+// The daemon's own read of node 0, on this machine's sysfs; its libnuma peer stands beside it.
+void NodeZeroFreeMemory(benchmark::State& state)
+{
+    uint64_t freeKb = 0;
+    if (!GetNumaNodeFreeMemory(0, freeKb)) {
+        state.SkipWithError("node 0 of this machine has no readable meminfo");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GetNumaNodeFreeMemory(0, freeKb));
+    }
+    state.counters["free_kb"] = static_cast<double>(freeKb);
+}
+BENCHMARK(NodeZeroFreeMemory);
+
+void ParseNodeListItem(benchmark::State& state, const char* item, size_t expectedIds)
+{
+    if (GetNumaNodeList(item).size() != expectedIds) {
+        state.SkipWithError("the item does not yield the expected ids");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GetNumaNodeList(item));
+    }
+}
+BENCHMARK_CAPTURE(ParseNodeListItem, single, "0", 1);
+BENCHMARK_CAPTURE(ParseNodeListItem, range, "0-7", 8);
+BENCHMARK_CAPTURE(ParseNodeListItem, last_item_of_file, "0-63\n", 64);
+
+void ReadNodeListFile(benchmark::State& state, const std::string& path, size_t expectedIds)
+{
+    if (GetHasMemoryNumaNodes(path).size() != expectedIds) {
+        state.SkipWithError("the file does not yield the expected ids");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GetHasMemoryNumaNodes(path));
+    }
+}
+
+void ReadNodeListFixture(benchmark::State& state)
+{
+    const TempDir dir;
+    dir.Write("has_memory", "0-3,5,8-11,16-31\n");
+    ReadNodeListFile(state, dir.Path() + "/has_memory", 25);
+}
+BENCHMARK(ReadNodeListFixture);
+
+void ReadNodeListOfThisMachine(benchmark::State& state)
+{
+    const std::string path = std::string(SYSFS_NODE_DIR) + "/has_normal_memory";
+    const size_t ids = GetHasMemoryNumaNodes(path).size();
+    if (ids == 0) {
+        state.SkipWithError("this machine lists no node of normal memory");
+        return;
+    }
+    ReadNodeListFile(state, path, ids);
+}
+BENCHMARK(ReadNodeListOfThisMachine);
 
 }  // namespace
-
-BENCHMARK_MAIN();
+}  // namespace ProcMgr::Bench
