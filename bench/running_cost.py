@@ -1,0 +1,204 @@
+#!/usr/bin/python3
+"""The idle daemon's running cost, beside the floor that any daemon with a 200 ms loop pays.
+
+Runs the built daemon on the stand-ins and bench/idle_floor (a loop that only reads the steady
+clock and sleeps 200 ms) side by side for SECONDS (default 60), then prints for both the CPU time
+per minute (summed over their threads from /proc/PID/task/TID/schedstat, in nanoseconds), the
+voluntary context switches per second (one per wake-up of a sleeping loop) and the peak RSS, with
+the daemon's figures as ratios to the floor's measured in the same run. Then it stops each program
+20 times with SIGTERM at points spread over the 200 ms sleep and prints the time from the signal
+to the exit, median and maximum.
+
+Usage: bench/running_cost.py [SECONDS] [--build-dir DIR] [--stop-runs N]
+"""
+
+import argparse
+import os
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+from typing import NamedTuple
+
+ROOT = Path(__file__).resolve().parent.parent
+LOOP_PERIOD_S = 0.2
+READY_LINE = "grp SetRunning 1"
+READY_TIMEOUT_S = 10.0
+# Start-up (loading, registration) is left out of the measured window.
+SETTLE_S = 1.0
+
+CPU_RATIO_TARGET = 1.2
+RSS_MARGIN_KIB = 1024
+STOP_TARGET_MS = 210.0
+
+
+class Sample(NamedTuple):
+    cpu_ns: int
+    voluntary_switches: int
+    peak_rss_kib: int
+
+
+class Failure(Exception):
+    pass
+
+
+def status_field(path: Path, field: str) -> int:
+    for line in path.read_text().splitlines():
+        if line.startswith(field + ":"):
+            return int(line.split()[1])
+    raise Failure(f"{path} has no {field}")
+
+
+def sample(pid: int) -> Sample:
+    """CPU time and voluntary switches summed over the live threads, and the process's peak RSS."""
+    cpu_ns = 0
+    switches = 0
+    for task in Path(f"/proc/{pid}/task").iterdir():
+        try:
+            cpu_ns += int((task / "schedstat").read_text().split()[0])
+            switches += status_field(task / "status", "voluntary_ctxt_switches")
+        except FileNotFoundError:
+            pass  # a thread that ended since the listing
+    return Sample(cpu_ns, switches, status_field(Path(f"/proc/{pid}/status"), "VmHWM"))
+
+
+class Program:
+    """One run of the daemon (with a journal, ready once its loop runs) or of the floor loop."""
+
+    def __init__(self, path: Path, workdir: Path, daemon: bool):
+        self.daemon = daemon
+        self.journal = workdir / f"journal-{time.monotonic_ns()}"
+        env = dict(os.environ)
+        if daemon:
+            self.journal.touch()
+            env["PLATFORM_SIM_JOURNAL"] = str(self.journal)
+        with open(workdir / "stderr", "ab") as stderr:
+            self.process = subprocess.Popen(
+                [str(path)], env=env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=stderr
+            )
+
+    def wait_ready(self) -> None:
+        if not self.daemon:
+            return
+        deadline = time.monotonic() + READY_TIMEOUT_S
+        while READY_LINE not in self.journal.read_text():
+            if self.process.poll() is not None:
+                raise Failure(f"the daemon ended with {self.process.returncode} before its loop ran")
+            if time.monotonic() > deadline:
+                raise Failure(f"the daemon did not reach its loop within {READY_TIMEOUT_S} s")
+            time.sleep(0.01)
+
+    def stop_ms(self) -> float:
+        """Sends SIGTERM; the milliseconds until the process has exited with 0."""
+        start = time.monotonic_ns()
+        self.process.send_signal(signal.SIGTERM)
+        code = self.process.wait()
+        elapsed_ms = (time.monotonic_ns() - start) / 1e6
+        if code != 0:
+            raise Failure(f"{self.process.args[0]} exited with {code} after SIGTERM")
+        return elapsed_ms
+
+    def kill(self) -> None:
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+
+def verdict(met: bool) -> str:
+    return "met" if met else "MISSED"
+
+
+def measure_idle(daemon_path: Path, floor_path: Path, seconds: float, workdir: Path) -> None:
+    daemon = Program(daemon_path, workdir, daemon=True)
+    floor = Program(floor_path, workdir, daemon=False)
+    try:
+        daemon.wait_ready()
+        time.sleep(SETTLE_S)
+        start = (sample(daemon.process.pid), sample(floor.process.pid))
+        window_start = time.monotonic()
+        time.sleep(seconds)
+        end = (sample(daemon.process.pid), sample(floor.process.pid))
+        window = time.monotonic() - window_start
+        daemon.stop_ms()
+        floor.stop_ms()
+    finally:
+        daemon.kill()
+        floor.kill()
+
+    cpu_per_min_ms = [(e.cpu_ns - s.cpu_ns) / 1e6 * 60.0 / window for s, e in zip(start, end)]
+    switches = [e.voluntary_switches - s.voluntary_switches for s, e in zip(start, end)]
+    peak_kib = [e.peak_rss_kib for e in end]
+    cpu_ratio = cpu_per_min_ms[0] / cpu_per_min_ms[1]
+    # The two loops are out of phase, so one may wake once more within the window.
+    wakeups_equal = abs(switches[0] - switches[1]) <= 1
+
+    print(f"Idle running cost over {window:.1f} s")
+    print(f"{'':24}{'daemon':>12}{'floor':>12}{'daemon/floor':>15}  target")
+    print(
+        f"{'CPU time per minute':24}{cpu_per_min_ms[0]:>9.3f} ms{cpu_per_min_ms[1]:>9.3f} ms"
+        f"{cpu_ratio:>14.2f}x  <= {CPU_RATIO_TARGET}x floor: {verdict(cpu_ratio <= CPU_RATIO_TARGET)}"
+    )
+    print(
+        f"{'wake-ups per second':24}{switches[0] / window:>12.2f}{switches[1] / window:>12.2f}"
+        f"{switches[0] / max(switches[1], 1):>14.2f}x  = floor ({switches[0]} vs {switches[1]} in the window): "
+        f"{verdict(wakeups_equal)}"
+    )
+    print(
+        f"{'peak RSS':24}{peak_kib[0]:>8} KiB{peak_kib[1]:>8} KiB{peak_kib[0] - peak_kib[1]:>+11} KiB"
+        f"  <= floor + {RSS_MARGIN_KIB} KiB: {verdict(peak_kib[0] <= peak_kib[1] + RSS_MARGIN_KIB)}"
+    )
+
+
+def measure_stops(path: Path, runs: int, workdir: Path, daemon: bool) -> list:
+    times = []
+    for run in range(runs):
+        program = Program(path, workdir, daemon)
+        try:
+            program.wait_ready()
+            # Past the first tick, then a point that moves through the 200 ms sleep run by run.
+            time.sleep(LOOP_PERIOD_S + LOOP_PERIOD_S * run / runs)
+            times.append(program.stop_ms())
+        finally:
+            program.kill()
+    return times
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("seconds", nargs="?", type=float, default=60.0, help="length of the idle window (60)")
+    parser.add_argument("--build-dir", type=Path, default=ROOT / "build" / "bench", help="build/bench")
+    parser.add_argument("--stop-runs", type=int, default=20, help="SIGTERM runs of each program (20)")
+    args = parser.parse_args()
+    daemon_path = args.build_dir / "bin" / "proc_launcher"
+    floor_path = args.build_dir / "bin" / "idle_floor"
+    for path in (daemon_path, floor_path):
+        if not os.access(path, os.X_OK):
+            print(f"running_cost: {path} is missing; build the bench preset first", file=sys.stderr)
+            return 1
+
+    print(f"load average before: {Path('/proc/loadavg').read_text().strip()}")
+    try:
+        with tempfile.TemporaryDirectory(prefix="running-cost-") as workdir:
+            measure_idle(daemon_path, floor_path, args.seconds, Path(workdir))
+            print()
+            print(f"SIGTERM to exit over {args.stop_runs} runs{'median':>10}{'max':>11}  target")
+            for name, path, daemon in (("daemon", daemon_path, True), ("floor", floor_path, False)):
+                times = measure_stops(path, args.stop_runs, Path(workdir), daemon)
+                median, peak = statistics.median(times), max(times)
+                met = median <= STOP_TARGET_MS and peak <= STOP_TARGET_MS
+                print(
+                    f"{name:30}{median:>7.1f} ms{peak:>8.1f} ms  <= {STOP_TARGET_MS:.0f} ms: "
+                    f"{verdict(met) if daemon else '(reference)'}"
+                )
+    except Failure as failure:
+        print(f"running_cost: {failure}", file=sys.stderr)
+        return 1
+    print(f"load average after:  {Path('/proc/loadavg').read_text().strip()}")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
