@@ -25,17 +25,17 @@ inline bool LogEnabled(int moduleId, int level)
 // The callers' format and arguments travel as one argument list, so that a message without
 // arguments needs no empty variadic list (which -Wpedantic rejects); these helpers split it into
 // the format, which gets the "[%s:%d]" prefix, and the arguments, which follow file and line.
-#define LAUNCHER_LOG_FORMAT(...) LAUNCHER_LOG_FORMAT_(__VA_ARGS__, unused)
-#define LAUNCHER_LOG_FORMAT_(format, ...) format
+#define LAUNCHER_LOG_FORMAT(...) LAUNCHER_LOG_FORMAT_FIRST(__VA_ARGS__, unused)
+#define LAUNCHER_LOG_FORMAT_FIRST(format, ...) format
 #define LAUNCHER_LOG_ARGUMENTS(...) \
     LAUNCHER_LOG_JOIN(LAUNCHER_LOG_ARGUMENTS_, LAUNCHER_LOG_ARITY(__VA_ARGS__))(__VA_ARGS__)
 #define LAUNCHER_LOG_ARGUMENTS_ONE(format)
 #define LAUNCHER_LOG_ARGUMENTS_MANY(format, ...) , __VA_ARGS__
 #define LAUNCHER_LOG_ARITY(...) \
-    LAUNCHER_LOG_ARITY_(__VA_ARGS__, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, ONE, unused)
-#define LAUNCHER_LOG_ARITY_(a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, arity, ...) arity
-#define LAUNCHER_LOG_JOIN(a, b) LAUNCHER_LOG_JOIN_(a, b)
-#define LAUNCHER_LOG_JOIN_(a, b) a##b
+    LAUNCHER_LOG_ARITY_PICK(__VA_ARGS__, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, ONE, unused)
+#define LAUNCHER_LOG_ARITY_PICK(a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, arity, ...) arity
+#define LAUNCHER_LOG_JOIN(a, b) LAUNCHER_LOG_JOIN_NOW(a, b)
+#define LAUNCHER_LOG_JOIN_NOW(a, b) a##b
 
 // Writes without asking CheckLogLevel; for callers that asked already.
 #define PROC_LAUNCHER_LOG_WRITE(moduleId, level, ...)                                                       \

@@ -1,5 +1,6 @@
 // The logging library and syslog. syslog takes the place of libc's in the test executables (the
 // executable's definition wins), also in its fortified form.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <syslog.h>
@@ -40,12 +41,9 @@ std::vector<LogRecord> LogRecords()
 
 bool LogContains(const std::string& needle)
 {
-    for (const auto& record : LogRecords()) {
-        if (record.text.find(needle) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    const std::vector<LogRecord> records = LogRecords();
+    return std::any_of(records.begin(), records.end(),
+                       [&](const LogRecord& record) { return record.text.find(needle) != std::string::npos; });
 }
 
 }  // namespace Fakes
@@ -83,6 +81,8 @@ __attribute__((format(printf, 2, 3))) void syslog(int priority, const char* fmt,
     va_end(args);
 }
 
+// glibc's name for syslog in fortified builds, which is what the code under test calls.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/, const char* fmt, ...)
 {
     va_list args;

@@ -2,11 +2,11 @@
 #ifndef TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 #define TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-#include <stdlib.h>
 #include <string>
 #include <vector>
 

@@ -45,17 +45,18 @@ TEST(StandInLibraries, ReadTheirVariablesOncePerProcessAndJournalEveryCall)
     ASSERT_EQ(delivered.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     EXPECT_TRUE(delivered.get());
     owner->Stop();
-    EXPECT_EQ(
-        scratch->Lines("journal"),
-        (std::vector<std::string>{
-            "log 2 0x36 [proc_launcher.cpp:41]start entry...", "log 1 0x36 quiet", "log 3 0x1000036 run\\tlog",
-            "log flush", "hal devnum ret=0 count=1", "hal devnum ret=0 count=1",
-            "hal update dev=1 handle=2 fault=1 event=1 ret=7", "ezcom SendRequest pipe=1 ret=-11",
-            "ezcom ClosePipe pipe=1 ret=-16", "ezcom SendRequest pipe=1 ret=-11", "ezcom SendRequest pipe=1 ret=0",
-            "grp Configure startupConfigPath=/s.yaml extraPath=x resourcePath=/res firstFlag=1 secondFlag=0 "
-            "extraValue=3 ret=4",
-            "grp RegisterAppStateCallback", "grp GetAppSensorConfig app=camera ret=0 nodeType=0x27 reportScope=1",
-            "grp callback app=camera pid=5 state=4 result=1", "grp Stop"}));
+    const std::string configureLine =
+        "grp Configure startupConfigPath=/s.yaml extraPath=x resourcePath=/res firstFlag=1 secondFlag=0 extraValue=3 "
+        "ret=4";
+    EXPECT_EQ(scratch->Lines("journal"),
+              (std::vector<std::string>{"log 2 0x36 [proc_launcher.cpp:41]start entry...", "log 1 0x36 quiet",
+                                        "log 3 0x1000036 run\\tlog", "log flush", "hal devnum ret=0 count=1",
+                                        "hal devnum ret=0 count=1", "hal update dev=1 handle=2 fault=1 event=1 ret=7",
+                                        "ezcom SendRequest pipe=1 ret=-11", "ezcom ClosePipe pipe=1 ret=-16",
+                                        "ezcom SendRequest pipe=1 ret=-11", "ezcom SendRequest pipe=1 ret=0",
+                                        configureLine, "grp RegisterAppStateCallback",
+                                        "grp GetAppSensorConfig app=camera ret=0 nodeType=0x27 reportScope=1",
+                                        "grp callback app=camera pid=5 state=4 result=1", "grp Stop"}));
     const std::vector<std::string> stderrLines = scratch->Lines("stderr");
     ASSERT_EQ(stderrLines.size(), 2U);  // no journal line and no record that fails the level or run-log setting
     EXPECT_TRUE(std::regex_match(stderrLines[0], std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} WARN  mod=0x36 )"
@@ -66,7 +67,8 @@ TEST(StandInLibraries, ReadTheirVariablesOncePerProcessAndJournalEveryCall)
 
 }  // namespace
 
-int main(int argc, char** argv)
+// An exception while setting up ends the test run, which is what it should do.
+int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape)
 {
     ::testing::InitGoogleTest(&argc, argv);
     static SimTest::Scratch dir;  // outlives every test, and main's frame, which scratch must not outlive

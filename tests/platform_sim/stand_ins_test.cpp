@@ -36,7 +36,7 @@ TEST(SimText, ParsesOnlyWholeCStyleIntegersInRange)
 {
     constexpr IntegerRange ANY{INT64_MIN, INT64_MAX};
     // clang-format off
-    const struct { const char* text; IntegerRange range; std::optional<int64_t> expected; } rows[] = {
+    const struct { const char* text = nullptr; IntegerRange range{}; std::optional<int64_t> expected; } rows[] = {
         {"42", ANY, 42}, {"+7", ANY, 7}, {"0x1f", ANY, 31}, {"0XFF", ANY, 255}, {"-0x10", ANY, -16},
         {"010", ANY, 10}, {"255", {0, 255}, 255}, {"256", {0, 255}, {}}, {"-1", {0, 255}, {}}, {"12abc", ANY, {}},
         {"-9223372036854775808", ANY, INT64_MIN}, {"9223372036854775808", ANY, {}}, {" 12", ANY, {}},
@@ -70,11 +70,11 @@ TEST(SimSettings, MalformedValuesReportedOnceEachAndDefaulted)
     EXPECT_EQ(std::make_tuple(hal.devices, hal.devNumResult, hal.failures.Size()), std::make_tuple(1U, -5, size_t{0}));
     EXPECT_EQ(std::make_tuple(grp.configureResult, grp.startResult, grp.scriptPath), std::make_tuple(0, 0, "/ctl"s));
     const std::string int32Range = "an integer in -2147483648..2147483647; using 0";
+    const std::string failList = "a comma list of register@D, update@D, unregister@D; using no failures";
     EXPECT_EQ(reports,
               (std::vector<std::string>{"PLATFORM_SIM_LOG_LEVEL='9' is not an integer in 0..4; using 1",
                                         "PLATFORM_SIM_HAL_DEVICES='a\\nb' is not an integer in 0..4294967295; using 1",
-                                        "PLATFORM_SIM_HAL_FAIL='register@x' is not a comma list of register@D, "
-                                        "update@D, unregister@D; using no failures",
+                                        "PLATFORM_SIM_HAL_FAIL='register@x' is not " + failList,
                                         "PLATFORM_SIM_EZCOM_BUSY='3junk' is not " + int32Range,
                                         "PLATFORM_SIM_GRP_START_RET='0x100000000' is not " + int32Range}));
 }
@@ -82,7 +82,9 @@ TEST(SimSettings, MalformedValuesReportedOnceEachAndDefaulted)
 TEST(SimHal, FailureListIsReadWholeOrRejected)
 {
     using Entries = std::vector<std::pair<HalCall, uint32_t>>;
-    constexpr HalCall REG = HalCall::REGISTER, UPD = HalCall::UPDATE, UNREG = HalCall::UNREGISTER;
+    constexpr HalCall REG = HalCall::REGISTER;
+    constexpr HalCall UPD = HalCall::UPDATE;
+    constexpr HalCall UNREG = HalCall::UNREGISTER;
     // clang-format off
     const std::pair<const char*, std::optional<Entries>> rows[] = {
         {"", Entries{}}, {"  ", Entries{}},
@@ -154,13 +156,19 @@ TEST(SimEzcom, CountsBusyCallsPerFunction)
 }
 
 struct Describe {
-    auto operator()(NoOp) { return "noop"s; }
-    auto operator()(AppDeclaration a) { return Format("app %s %u %d", a.name.c_str(), a.nodeType, a.reportScope); }
-    auto operator()(RestartResult r) { return Format("restart-ret %s %d", r.name.c_str(), r.result); }
+    auto operator()(NoOp /*line*/) { return "noop"s; }
+    auto operator()(const AppDeclaration& a)
+    {
+        return Format("app %s %u %d", a.name.c_str(), a.nodeType, a.reportScope);
+    }
+    auto operator()(const RestartResult& r) { return Format("restart-ret %s %d", r.name.c_str(), r.result); }
     auto operator()(Pause p) { return Format("sleep %lldns", static_cast<long long>(p.duration.count())); }
-    auto operator()(StateChange s) { return Format("state %s %d %d", EscapeControl(s.name).c_str(), s.pid, s.state); }
+    auto operator()(const StateChange& s)
+    {
+        return Format("state %s %d %d", EscapeControl(s.name).c_str(), s.pid, s.state);
+    }
     auto operator()(ParallelStart p) { return Format("parallel %u", p.threads); }
-    auto operator()(ParallelJoin) { return "join"s; }
+    auto operator()(ParallelJoin /*line*/) { return "join"s; }
     auto operator()(const MalformedLine& m) { return "malformed: " + m.reason; }
 };
 
