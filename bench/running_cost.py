@@ -2,14 +2,16 @@
 """The idle daemon's running cost, beside the floor that any daemon with a 200 ms loop pays.
 
 Runs the built daemon on the stand-ins and bench/idle_floor (a loop that only reads the steady
-clock and sleeps 200 ms) side by side for SECONDS (default 60), then prints for both the CPU time
-per minute (summed over their threads from /proc/PID/task/TID/schedstat, in nanoseconds), the
-voluntary context switches per second (one per wake-up of a sleeping loop) and the peak RSS, with
-the daemon's figures as ratios to the floor's measured in the same run. Then it stops each program
-20 times with SIGTERM at points spread over the 200 ms sleep and prints the time from the signal
-to the exit, median and maximum.
+clock and sleeps 200 ms) side by side for SECONDS (default 60), three instances of each, and prints
+for both the CPU time per minute (summed over their threads from /proc/PID/task/TID/schedstat, in
+nanoseconds), the voluntary context switches per second (one per wake-up of a sleeping loop) and
+the peak RSS, with the daemon's medians as ratios to the floor's measured in the same run. Two
+instances of the same program can differ by a third in CPU time per wake-up, depending on where
+their wake-ups fall among the machine's other timers, hence the medians. Then it stops each
+program 20 times with SIGTERM at points spread over the 200 ms sleep and prints the time from the
+signal to the exit, median and maximum.
 
-Usage: bench/running_cost.py [SECONDS] [--build-dir DIR] [--stop-runs N]
+Usage: bench/running_cost.py [SECONDS] [--build-dir DIR] [--instances N] [--stop-runs N]
 """
 
 import argparse
@@ -111,45 +113,72 @@ def verdict(met: bool) -> str:
     return "met" if met else "MISSED"
 
 
-def measure_idle(daemon_path: Path, floor_path: Path, seconds: float, workdir: Path) -> None:
-    daemon = Program(daemon_path, workdir, daemon=True)
-    floor = Program(floor_path, workdir, daemon=False)
+class Idle(NamedTuple):
+    """One program's figures over the window."""
+
+    cpu_per_min_ms: float
+    switches: int
+    peak_rss_kib: int
+
+
+def measure_idle(paths: dict, instances: int, seconds: float, workdir: Path) -> tuple:
+    """Runs instances of each program side by side, interleaved; returns the window's length and
+    the figures of every instance, by program name."""
+    programs = [(name, Program(path, workdir, name == "daemon")) for _ in range(instances) for name, path in paths.items()]
     try:
-        daemon.wait_ready()
+        for _, program in programs:
+            program.wait_ready()
         time.sleep(SETTLE_S)
-        start = (sample(daemon.process.pid), sample(floor.process.pid))
+        start = [sample(program.process.pid) for _, program in programs]
         window_start = time.monotonic()
         time.sleep(seconds)
-        end = (sample(daemon.process.pid), sample(floor.process.pid))
+        for name, program in programs:
+            if program.process.poll() is not None:
+                raise Failure(f"the {name} ended with {program.process.returncode} within the window")
+        end = [sample(program.process.pid) for _, program in programs]
         window = time.monotonic() - window_start
-        daemon.stop_ms()
-        floor.stop_ms()
+        for _, program in programs:
+            program.stop_ms()
     finally:
-        daemon.kill()
-        floor.kill()
+        for _, program in programs:
+            program.kill()
+    figures = {name: [] for name in paths}
+    for (name, _), before, after in zip(programs, start, end):
+        cpu_per_min_ms = (after.cpu_ns - before.cpu_ns) / 1e6 * 60.0 / window
+        figures[name].append(Idle(cpu_per_min_ms, after.voluntary_switches - before.voluntary_switches,
+                                  after.peak_rss_kib))
+    return window, figures
 
-    cpu_per_min_ms = [(e.cpu_ns - s.cpu_ns) / 1e6 * 60.0 / window for s, e in zip(start, end)]
-    switches = [e.voluntary_switches - s.voluntary_switches for s, e in zip(start, end)]
-    peak_kib = [e.peak_rss_kib for e in end]
-    cpu_ratio = cpu_per_min_ms[0] / cpu_per_min_ms[1]
-    # The two loops are out of phase, so one may wake once more within the window.
+
+def spread(values: list, fmt: str) -> str:
+    """The median, and the range over the instances when there are several."""
+    median = format(statistics.median(values), fmt)
+    if len(values) == 1:
+        return median
+    return f"{median} ({format(min(values), fmt)}..{format(max(values), fmt)})"
+
+
+def print_idle(window: float, figures: dict) -> None:
+    daemon, floor = figures["daemon"], figures["floor"]
+    cpu = [statistics.median(run.cpu_per_min_ms for run in runs) for runs in (daemon, floor)]
+    switches = [statistics.median(run.switches for run in runs) for runs in (daemon, floor)]
+    peak_kib = [statistics.median(run.peak_rss_kib for run in runs) for runs in (daemon, floor)]
+    cpu_ratio = cpu[0] / cpu[1]
+    # The loops are out of phase, so one may wake once more within the window.
     wakeups_equal = abs(switches[0] - switches[1]) <= 1
+    rss_met = peak_kib[0] <= peak_kib[1] + RSS_MARGIN_KIB
 
-    print(f"Idle running cost over {window:.1f} s")
-    print(f"{'':24}{'daemon':>12}{'floor':>12}{'daemon/floor':>15}  target")
-    print(
-        f"{'CPU time per minute':24}{cpu_per_min_ms[0]:>9.3f} ms{cpu_per_min_ms[1]:>9.3f} ms"
-        f"{cpu_ratio:>14.2f}x  <= {CPU_RATIO_TARGET}x floor: {verdict(cpu_ratio <= CPU_RATIO_TARGET)}"
-    )
-    print(
-        f"{'wake-ups per second':24}{switches[0] / window:>12.2f}{switches[1] / window:>12.2f}"
-        f"{switches[0] / max(switches[1], 1):>14.2f}x  = floor ({switches[0]} vs {switches[1]} in the window): "
-        f"{verdict(wakeups_equal)}"
-    )
-    print(
-        f"{'peak RSS':24}{peak_kib[0]:>8} KiB{peak_kib[1]:>8} KiB{peak_kib[0] - peak_kib[1]:>+11} KiB"
-        f"  <= floor + {RSS_MARGIN_KIB} KiB: {verdict(peak_kib[0] <= peak_kib[1] + RSS_MARGIN_KIB)}"
-    )
+    print(f"Idle running cost over {window:.1f} s, {len(daemon)} instances of each side by side: "
+          "median (range)")
+    print(f"{'CPU time per minute, ms':28}daemon {spread([r.cpu_per_min_ms for r in daemon], '.2f')}, "
+          f"floor {spread([r.cpu_per_min_ms for r in floor], '.2f')}")
+    print(f"{'':28}daemon/floor {cpu_ratio:.2f}, target <= {CPU_RATIO_TARGET}: {verdict(cpu_ratio <= CPU_RATIO_TARGET)}")
+    print(f"{'wake-ups per second':28}daemon {switches[0] / window:.2f}, floor {switches[1] / window:.2f} "
+          f"({switches[0]:g} vs {switches[1]:g} in the window), target equal: {verdict(wakeups_equal)}")
+    print(f"{'peak RSS, KiB':28}daemon {spread([r.peak_rss_kib for r in daemon], '.0f')}, "
+          f"floor {spread([r.peak_rss_kib for r in floor], '.0f')}")
+    print(f"{'':28}daemon - floor {peak_kib[0] - peak_kib[1]:+g} KiB, target <= +{RSS_MARGIN_KIB}: "
+          f"{verdict(rss_met)}")
 
 
 def measure_stops(path: Path, runs: int, workdir: Path, daemon: bool) -> list:
@@ -170,6 +199,7 @@ def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("seconds", nargs="?", type=float, default=60.0, help="length of the idle window (60)")
     parser.add_argument("--build-dir", type=Path, default=ROOT / "build" / "bench", help="build/bench")
+    parser.add_argument("--instances", type=int, default=3, help="instances of each program in the idle window (3)")
     parser.add_argument("--stop-runs", type=int, default=20, help="SIGTERM runs of each program (20)")
     args = parser.parse_args()
     daemon_path = args.build_dir / "bin" / "proc_launcher"
@@ -182,9 +212,10 @@ def main() -> int:
     print(f"load average before: {Path('/proc/loadavg').read_text().strip()}")
     try:
         with tempfile.TemporaryDirectory(prefix="running-cost-") as workdir:
-            measure_idle(daemon_path, floor_path, args.seconds, Path(workdir))
+            print_idle(*measure_idle({"daemon": daemon_path, "floor": floor_path}, args.instances, args.seconds,
+                                     Path(workdir)))
             print()
-            print(f"SIGTERM to exit over {args.stop_runs} runs{'median':>10}{'max':>11}  target")
+            print(f"{f'SIGTERM to exit over {args.stop_runs} runs':30}{'median':>10}{'max':>11}  target")
             for name, path, daemon in (("daemon", daemon_path, True), ("floor", floor_path, False)):
                 times = measure_stops(path, args.stop_runs, Path(workdir), daemon)
                 median, peak = statistics.median(times), max(times)
