@@ -12,6 +12,7 @@ Usage: bench/summarize.py [--results-dir build/bench/bench] [--plot FILE.png]
 import argparse
 import json
 import math
+import re
 import sys
 from pathlib import Path
 
@@ -76,7 +77,11 @@ def power_law(points: list) -> tuple:
 
 def print_medians(medians: dict) -> None:
     print(f"{'benchmark':48}{'real time':>12}{'CPU time':>12}  counters")
-    for name, entry in medians.items():
+    # Numbers in names sort by value: DueCheck/8 before DueCheck/64.
+    def natural(item: tuple) -> list:
+        return [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", item[0])]
+
+    for name, entry in sorted(medians.items(), key=natural):
         counters = {
             key: value
             for key, value in entry.items()
@@ -133,10 +138,13 @@ def plot(points: list, path: Path) -> None:
     micros = [cost / 1e3 for _, cost in points]
     figure, axes = plt.subplots(figsize=(6.4, 4.2), dpi=110)
     axes.loglog(nodes, micros, "o", label="median CPU time of one due check")
+    for n, cost in points:
+        axes.annotate(show(cost), (n, cost / 1e3), textcoords="offset points", xytext=(8, -4), fontsize=8)
     fitted = [scale * n**exponent / 1e3 for n in nodes]
     axes.loglog(nodes, fitted, "-", alpha=0.6, label=f"fit: {scale / 1e3:.2f} us x N^{exponent:.3f}")
     axes.axhline(DUE_CHECK_8_TARGET_NS / 1e3, color="grey", linestyle=":", label="8-node target: 100 us")
     axes.set_xscale("log", base=2)
+    axes.set_xlim(0.7, 900)
     axes.set_xticks(nodes, [str(n) for n in nodes])
     axes.set_xlabel("NUMA nodes in the fixture tree")
     axes.set_ylabel("microseconds per due check")
