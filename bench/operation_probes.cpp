@@ -3,13 +3,15 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <fcntl.h>
-#include <new>
 #include <pthread.h>
 #include <sys/types.h>
 
+#include "tests/probes/allocation_counter.h"
+
 namespace ProcMgr::Bench {
 namespace {
-thread_local OperationCounts counts;
+thread_local uint64_t locks = 0;
+thread_local uint64_t fileOpens = 0;
 
 // The mode argument of open and openat exists only when the flags create a file.
 mode_t ModeArgument(int flags, va_list args)
@@ -20,56 +22,20 @@ mode_t ModeArgument(int flags, va_list args)
 
 OperationCounts OperationsOnThisThread()
 {
-    return counts;
+    return {Probes::AllocationsOnThisThread(), locks, fileOpens};
 }
 
 OperationCounts OperationsSince(const OperationCounts& before)
 {
-    return {counts.allocations - before.allocations, counts.locks - before.locks, counts.fileOpens - before.fileOpens};
+    const OperationCounts now = OperationsOnThisThread();
+    return {now.allocations - before.allocations, now.locks - before.locks, now.fileOpens - before.fileOpens};
 }
 
 }  // namespace ProcMgr::Bench
 
-using ProcMgr::Bench::counts;
+using ProcMgr::Bench::fileOpens;
+using ProcMgr::Bench::locks;
 using ProcMgr::Bench::ModeArgument;
-
-// GCC takes the free() of these replacements for a mismatch with the new that it cannot see is ours.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-void* operator new(size_t size)
-{
-    ++counts.allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void* operator new[](size_t size)
-{
-    return operator new(size);
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete[](void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete[](void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
 
 // The linker's --wrap sends our code's calls here and the __real_ names to the C library.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
@@ -81,7 +47,7 @@ int __real_access(const char* path, int mode);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
 {
-    ++counts.locks;
+    ++locks;
     return __real_pthread_mutex_lock(mutex);
 }
 
@@ -91,7 +57,7 @@ int __wrap_open(const char* path, int flags, ...)
     va_start(args, flags);
     const mode_t mode = ModeArgument(flags, args);
     va_end(args);
-    ++counts.fileOpens;
+    ++fileOpens;
     return __real_open(path, flags, mode);
 }
 
@@ -101,13 +67,13 @@ int __wrap_openat(int directory, const char* path, int flags, ...)
     va_start(args, flags);
     const mode_t mode = ModeArgument(flags, args);
     va_end(args);
-    ++counts.fileOpens;
+    ++fileOpens;
     return __real_openat(directory, path, flags, mode);
 }
 
 int __wrap_access(const char* path, int mode)
 {
-    ++counts.fileOpens;
+    ++fileOpens;
     return __real_access(path, mode);
 }
 }

@@ -1,39 +1,13 @@
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "memory_monitor/memory_monitor.h"
 #include "tests/memory_monitor/memory_test_support.h"
-
-static std::atomic<size_t> allocations{0};
-
-// Counts every allocation of the test program, so that a test can prove a path allocates nothing.
-// GCC takes the free() of these replacements for a mismatch with the new that it cannot see is ours.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-void* operator new(size_t size)
-{
-    ++allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
+#include "tests/probes/allocation_counter.h"
 
 namespace {
 
@@ -101,9 +75,10 @@ TEST_F(DetectorTest, ChecksOncePerPeriodFromTheLastCheckAndIdlesWithoutAllocatin
         {180'200'000'000, true}, {240'100'000'000, false}, {240'200'000'000, true}};
     for (const auto& [sinceStartNs, checks] : ticks) {
         SCOPED_TRACE(sinceStartNs);
-        const size_t allocationsBefore = allocations;
+        const uint64_t allocationsBefore = ProcMgr::Probes::AllocationsOnThisThread();
         CheckAtNs(sinceStartNs);
-        EXPECT_EQ(allocations != allocationsBefore, checks) << "a check reads files, an idle tick allocates nothing";
+        EXPECT_EQ(ProcMgr::Probes::AllocationsOnThisThread() != allocationsBefore, checks)
+            << "a check reads files, an idle tick allocates nothing";
     }
     EXPECT_TRUE(NewHalEvents().empty()) << "plenty of memory from the start sends nothing";
 }

@@ -1,40 +1,8 @@
 // With the run log off the launcher writes no state message and never builds the state names;
 // the first message written builds them. Counted through this thread's allocations, in an
 // executable of its own so that no other test has written a state message before.
-#include <cstdlib>
-#include <new>
-
+#include "tests/probes/allocation_counter.h"
 #include "tests/proc_launcher/launcher_test_support.h"
-
-namespace {
-thread_local size_t* allocations = nullptr;  // counts while set
-}  // namespace
-
-void* operator new(size_t size)
-{
-    if (allocations != nullptr) {
-        ++*allocations;
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-// The replacements pair operator new with malloc and operator delete with free.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
 
 namespace ProcMgr {
 namespace {
@@ -43,11 +11,9 @@ TEST_F(LauncherTest, QuietRunLogWritesNoStateMessageAndBuildsNoStateNamesButHand
 {
     ProcLauncher launcher;
     const auto allocationsOfASwitchOff = [&launcher] {
-        size_t count = 0;
-        allocations = &count;
+        const uint64_t before = Probes::AllocationsOnThisThread();
         launcher.OnAppStateChange("camera", 1, SWITCH_OFF);
-        allocations = nullptr;
-        return count;
+        return Probes::AllocationsOnThisThread() - before;
     };
     Fakes::SetLog({1, false});
     EXPECT_EQ(allocationsOfASwitchOff(), 0U);
@@ -61,7 +27,7 @@ TEST_F(LauncherTest, QuietRunLogWritesNoStateMessageAndBuildsNoStateNamesButHand
     Fakes::SetLog({});
     // The first written message builds the names (and the fake log copies the text), later ones
     // only pay for the copy.
-    const size_t first = allocationsOfASwitchOff();
+    const uint64_t first = allocationsOfASwitchOff();
     EXPECT_GT(first, allocationsOfASwitchOff());
     EXPECT_TRUE(Fakes::LogContains("state=SWITCH_OFF)"));
 }
