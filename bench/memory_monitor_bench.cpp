@@ -2,7 +2,6 @@
 // read of one node of this machine, and the node-list item parser and file reader.
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -10,6 +9,7 @@
 #include "bench/counting_platform.h"
 #include "bench/operation_probes.h"
 #include "memory_monitor/memory_monitor.h"
+#include "tests/probes/temp_dir.h"
 
 namespace ProcMgr::Bench {
 namespace {
@@ -27,32 +27,13 @@ constexpr const char* MEMINFO_FIELDS[] = {
 // Plenty on every node: a check reports "no shortage", which the HAL never sees.
 constexpr unsigned long FIXTURE_FIELD_KB = 4000000;
 
-class TempDir {
-public:
-    TempDir()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "memory-bench-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            std::abort();
-        }
-        dir = pattern;
-    }
-    ~TempDir() { std::filesystem::remove_all(dir); }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
-    const std::string& Path() const { return dir; }
-
-    void Write(const std::string& relativePath, const std::string& content) const
-    {
-        const std::filesystem::path path = dir + "/" + relativePath;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << content;
-    }
-
-private:
-    std::string dir;
-};
+// Writes the file under the directory, creating its parent directories.
+void WriteFile(const Probes::TempDir& dir, const std::string& relativePath, const std::string& content)
+{
+    const std::filesystem::path path = dir.Path() + "/" + relativePath;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << content;
+}
 
 std::string NodeMeminfo(int node)
 {
@@ -67,11 +48,11 @@ std::string NodeMeminfo(int node)
 }
 
 // A sysfs node directory with nodes 0 .. nodeCount - 1, all of normal memory.
-void WriteNodeTree(const TempDir& tree, int nodeCount)
+void WriteNodeTree(const Probes::TempDir& tree, int nodeCount)
 {
-    tree.Write("has_normal_memory", "0-" + std::to_string(nodeCount - 1) + "\n");
+    WriteFile(tree, "has_normal_memory", "0-" + std::to_string(nodeCount - 1) + "\n");
     for (int node = 0; node < nodeCount; ++node) {
-        tree.Write("node" + std::to_string(node) + "/meminfo", NodeMeminfo(node));
+        WriteFile(tree, "node" + std::to_string(node) + "/meminfo", NodeMeminfo(node));
     }
 }
 
@@ -86,7 +67,7 @@ MemoryShortageDetector::Clock::time_point PeriodPerReading()
 void DueCheck(benchmark::State& state)
 {
     const auto nodeCount = static_cast<int>(state.range(0));
-    const TempDir tree;
+    const Probes::TempDir tree("memory-bench-");
     WriteNodeTree(tree, nodeCount);
     DeviceCount devices;
     SensorNodeEventReporter reporter(devices);
@@ -154,8 +135,8 @@ void ReadNodeListFile(benchmark::State& state, const std::string& path, size_t e
 
 void ReadNodeListFixture(benchmark::State& state)
 {
-    const TempDir dir;
-    dir.Write("has_memory", "0-3,5,8-11,16-31\n");
+    const Probes::TempDir dir("memory-bench-");
+    WriteFile(dir, "has_memory", "0-3,5,8-11,16-31\n");
     ReadNodeListFile(state, dir.Path() + "/has_memory", 25);
 }
 BENCHMARK(ReadNodeListFixture);

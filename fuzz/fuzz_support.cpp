@@ -6,36 +6,15 @@
 #include <filesystem>
 #include <unistd.h>
 
+#include "tests/probes/temp_dir.h"
+
 namespace FuzzSupport {
-namespace {
-
-class Scratch {
-public:
-    Scratch()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "memory-fuzz-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            Fail("cannot create the scratch directory");
-        }
-        path = pattern;
-    }
-    ~Scratch()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-
-    std::string path;
-};
-
-}  // namespace
 
 const std::string& ScratchDir()
 {
-    static const Scratch scratch;
-    return scratch.path;
+    // An exception here ends the run with an abort, which libFuzzer records as a crash.
+    static const ProcMgr::Probes::TempDir scratch("memory-fuzz-");
+    return scratch.Path();
 }
 
 std::string WriteScratchFile(const std::string& relativePath, const uint8_t* data, size_t size)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/fakes/fakes.h"
+#include "tests/probes/temp_dir.h"
 
 namespace MemoryTest {
 
@@ -23,31 +24,19 @@ inline const std::string DANGLING_LINK = "<dangling link>";
 
 class SysfsTree {
 public:
-    SysfsTree() : dir((std::filesystem::temp_directory_path() / "memory-sysfs-XXXXXX").string())
-    {
-        EXPECT_NE(mkdtemp(dir.data()), nullptr) << dir;
-    }
-    ~SysfsTree()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(dir, ignored);
-    }
-    SysfsTree(const SysfsTree&) = delete;
-    SysfsTree& operator=(const SysfsTree&) = delete;
-
-    const std::string& Dir() const { return dir; }
-    void Remove(const std::string& name) const { std::filesystem::remove_all(dir + "/" + name); }
+    const std::string& Dir() const { return temp.Path(); }
+    void Remove(const std::string& name) const { std::filesystem::remove_all(Dir() + "/" + name); }
     // Writes the file, creating its directory, or makes the entry that a marker content names.
     void Place(const std::string& name, const std::string& content) const
     {
-        const std::filesystem::path path = dir + "/" + name;
+        const std::filesystem::path path = Dir() + "/" + name;
         std::filesystem::create_directories(path.parent_path());
         if (content == DIRECTORY) {
             std::filesystem::create_directory(path);
         } else if (content == FIFO) {
             ASSERT_EQ(mkfifo(path.c_str(), 0600), 0) << path;
         } else if (content == DANGLING_LINK) {
-            std::filesystem::create_symlink(dir + "/nowhere", path);
+            std::filesystem::create_symlink(Dir() + "/nowhere", path);
         } else if (content != MISSING) {
             std::ofstream out(path, std::ios::binary | std::ios::trunc);
             ASSERT_TRUE(out << content) << path;
@@ -55,7 +44,7 @@ public:
     }
 
 private:
-    std::string dir;
+    ProcMgr::Probes::TempDir temp{"memory-sysfs-"};
 };
 
 // The fake log as "<tag>|<message>" with dir written "{dir}", after checking and cutting the

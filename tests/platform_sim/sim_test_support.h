@@ -2,34 +2,21 @@
 #ifndef TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 #define TESTS_PLATFORM_SIM_SIM_TEST_SUPPORT_H
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/sim/sim_output.h"
+#include "tests/probes/temp_dir.h"
 
 namespace SimTest {
 
 // A fresh directory, removed with everything in it at the end; sinks append to its files.
 class Scratch {
 public:
-    Scratch()
-    {
-        if (mkdtemp(root.data()) == nullptr) {
-            throw std::runtime_error("mkdtemp failed");
-        }
-    }
-    ~Scratch()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored);
-    }
-
-    std::string File(const std::string& name) const { return root + "/" + name; }
+    std::string File(const std::string& name) const { return root.Path() + "/" + name; }
     std::string Write(const std::string& name, const std::string& text) const
     {
         std::ofstream(File(name), std::ios::binary) << text;
@@ -51,7 +38,7 @@ public:
     }
 
 private:
-    std::string root = (std::filesystem::temp_directory_path() / "platform_sim.XXXXXX").string();
+    ProcMgr::Probes::TempDir root{"platform_sim."};
     std::vector<ProcMgr::Sim::UniqueFd> fds;
 };
 
