@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Plays the demo end-to-end test with the release daemon under valgrind's memcheck. Any memory
+# Plays the application-state end-to-end test with the release daemon under valgrind's memcheck. Any memory
 # error or definitely lost block makes valgrind exit 1 instead of the daemon's 0, which the test's
 # exit check turns into a failure; the full valgrind report is printed either way.
 set -euo pipefail
@@ -9,13 +9,13 @@ ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" valgrind
 
 build=build/release
 cmake --preset release >/dev/null
-cmake --build --preset release --target proc_launcher dev_log_listener
+cmake --build --preset release --target proc_launcher
 
 log=$PWD/$build/valgrind.log
-rm -f "$log"
+rm -f "$log".*
 status=0
-E2E_DAEMON=$PWD/$build/bin/proc_launcher E2E_LISTENER=$PWD/$build/bin/dev_log_listener E2E_SOURCE_DIR=$PWD \
-  E2E_EMULATOR="valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite --log-file=$log" \
-  bash tests/e2e/demo.sh || status=$?
-cat "$log"
+E2E_DAEMON=$PWD/$build/bin/proc_launcher \
+  E2E_EMULATOR="valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite --log-file=$log.%p" \
+  bash tests/e2e/app_states.sh || status=$?
+cat "$log".*
 exit $status

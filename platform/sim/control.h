@@ -49,6 +49,8 @@ SIM_EXPORT void Apply(const Settings& settings);
 // Apply(Settings{}): a memory journal and every default.
 SIM_EXPORT void Reset();
 SIM_EXPORT std::vector<std::string> JournalLines();
+// HAL calls since Apply that began while another was still running: the daemon serialises its own.
+SIM_EXPORT uint64_t OverlappingHalCalls();
 // Delivers a state change through the callback the service holds, as a script does, and journals
 // the answer: false also while no callback is registered.
 SIM_EXPORT bool DeliverStateChange(const std::string& appName, int pid, int32_t state);

@@ -248,6 +248,11 @@ std::vector<std::string> JournalLines()
     return Locked([](Platform& platform) { return platform.journal; });
 }
 
+uint64_t OverlappingHalCalls()
+{
+    return Locked([](Platform& platform) { return platform.overlappingHalCalls; });
+}
+
 bool DeliverStateChange(const std::string& appName, int pid, int32_t state)
 {
     const AppStateCallback callback = Locked([](Platform& platform) { return platform.callback; });

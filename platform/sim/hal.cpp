@@ -1,5 +1,6 @@
 // Stand-in for the device HAL: the device count and the failures as set, and handles 1, 2, 3, ...
 // for the registrations that succeed.
+#include <atomic>
 #include <cinttypes>
 #include <cstring>
 
@@ -16,6 +17,23 @@ using ProcMgr::Sim::Platform;
 constexpr int HAL_INJECTED_FAILURE = 7;
 constexpr int HAL_INVALID_ARGUMENT = 22;
 
+// Marks a HAL call as running, and counts it when another call was running already.
+class CallScope {
+public:
+    CallScope()
+    {
+        if (inFlight.fetch_add(1) != 0) {
+            Locked([](Platform& platform) { ++platform.overlappingHalCalls; });
+        }
+    }
+    ~CallScope() { inFlight.fetch_sub(1); }
+    CallScope(const CallScope&) = delete;
+    CallScope& operator=(const CallScope&) = delete;
+
+private:
+    static inline std::atomic<int> inFlight{0};
+};
+
 int Result(HalCall call, uint32_t devId)
 {
     return Locked([&](Platform& platform) { return platform.settings.halFailures.count({call, devId}); }) != 0
@@ -27,6 +45,7 @@ int Result(HalCall call, uint32_t devId)
 
 extern "C" SIM_EXPORT int drvGetDevNum(uint32_t* devNum)
 {
+    const CallScope call;
     const auto [result, devices] = Locked(
         [](Platform& platform) { return std::pair(platform.settings.halDevNumResult, platform.settings.halDevices); });
     if (devNum != nullptr) {
@@ -39,6 +58,7 @@ extern "C" SIM_EXPORT int drvGetDevNum(uint32_t* devNum)
 
 extern "C" SIM_EXPORT int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig* config, uint64_t* handle)
 {
+    const CallScope call;
     HalSensorNodeConfig shown{};
     int result = HAL_INVALID_ARGUMENT;
     uint64_t given = 0;
@@ -60,6 +80,7 @@ extern "C" SIM_EXPORT int halSensorNodeRegister(uint32_t devId, HalSensorNodeCon
 
 extern "C" SIM_EXPORT int halSensorNodeUnregister(uint32_t devId, uint64_t handle)
 {
+    const CallScope call;
     const int result = Result(HalCall::UNREGISTER, devId);
     Journal("hal unregister dev=%" PRIu32 " handle=%" PRIu64 " ret=%d", devId, handle, result);
     return result;
@@ -67,6 +88,7 @@ extern "C" SIM_EXPORT int halSensorNodeUnregister(uint32_t devId, uint64_t handl
 
 extern "C" SIM_EXPORT int halSensorNodeUpdateState(uint32_t devId, uint64_t handle, int32_t fault, int32_t event)
 {
+    const CallScope call;
     const int result = Result(HalCall::UPDATE, devId);
     Journal("hal update dev=%" PRIu32 " handle=%" PRIu64 " fault=%" PRId32 " event=%" PRId32 " ret=%d", devId, handle,
             fault, event, result);

@@ -25,6 +25,7 @@ struct Platform {
     int journalFd = -1;
     std::vector<std::string> journal;
     uint64_t nextHandle = 1;
+    uint64_t overlappingHalCalls = 0;
     std::array<int64_t, EZCOM_FUNCTIONS> ezcomCalls{};
     AppStateCallback callback;
     bool scriptStarted = false;

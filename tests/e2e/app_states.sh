@@ -1,43 +1,155 @@
 #!/usr/bin/env bash
-# Application state changes played through the group-owner stand-in on two devices: the node
-# appears on the first report, only changes reach the HAL, a lost heartbeat asks for a restart,
-# an active exit withdraws the node, and an unknown application gets nothing.
+# Application state changes through the group-owner stand-in on two devices: which states register
+# a node, raise or clear its fault, withdraw it or ask for a restart, with what answer; then the same
+# run with the run log off writes exactly the records without the run-log flag.
 source "$(dirname "$0")/lib.sh"
 
-cat >"$E2E_TMP/script" <<'SCRIPT'
+cat >"$E2E_TMP/script" <<'EOF'
+sleep 0.2
 app camera 0x1234 0
-state camera 42 HEART_BEAT_LOST
-state camera 42 HEART_BEAT_LOST
-state camera 42 HEART_BEAT_RECOVERY
-state camera 42 ACTIVELY_EXIT
-state ghost 7 ABNORMAL_EXIT
-SCRIPT
-start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script"
-wait_for_line '^grp callback app=ghost '
-stop_daemon TERM
+app radar 0x12201 1
+app m 0x617 -1
+app dummy 0 1
+app wide 0x10000 -1
+app a123456789012345678 5 1
+app a1234567890123456789 5 1
+restart-ret radar 5
+state camera 11 SWITCH_OFF
+state camera 11 SWITCH_ON
+state camera 11 HEART_BEAT_LOST
+state camera 11 HEART_BEAT_LOST
+state camera 11 HEART_BEAT_RECOVERY
+state camera 11 ABNORMAL_EXIT
+state camera 11 6
+state camera 11 -1
+state camera 11 ACTIVELY_EXIT
+state camera 11 ABNORMAL_EXIT
+state radar 12 HEART_BEAT_LOST
+state m 13 HEART_BEAT_LOST
+state ghost 14 HEART_BEAT_LOST
+state dummy 15 SWITCH_ON
+state wide 16 SWITCH_ON
+state a123456789012345678 17 SWITCH_ON
+state a1234567890123456789 18 SWITCH_ON
+state ghost 19 ACTIVELY_EXIT
+EOF
+play() {
+  start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
+  wait_for_line '^grp callback app=ghost pid=19 '
+  stop_daemon INT
+}
 
-expect_count '^hal register dev=[01] name=camera nodeType=0x1234 sensorType=0x27 ret=0 ' 2
-expect_count '^hal update dev=[01] handle=[0-9]+ fault=0 event=1 ret=0$' 2
-expect_count '^hal update dev=[01] handle=[0-9]+ fault=0 event=0 ret=0$' 2
-expect_count '^grp RestartApp app=camera ' 2
-expect_in_order \
-  '^hal update dev=0 handle=3 fault=0 event=1 ret=0$' \
-  '^hal update dev=1 handle=4 fault=0 event=1 ret=0$' \
-  '^grp RestartApp app=camera ret=0$' \
-  '^grp callback app=camera pid=42 state=2 result=1$' \
-  '^grp RestartApp app=camera ret=0$' \
-  '^grp callback app=camera pid=42 state=2 result=1$' \
-  '^hal update dev=0 handle=3 fault=0 event=0 ret=0$' \
-  '^hal update dev=1 handle=4 fault=0 event=0 ret=0$' \
-  '^grp callback app=camera pid=42 state=3 result=1$' \
-  '^hal unregister dev=0 handle=3 ret=0$' \
-  '^hal unregister dev=1 handle=4 ret=0$' \
-  '^grp callback app=camera pid=42 state=5 result=1$' \
-  '^grp GetAppSensorConfig app=ghost ret=1 ' \
-  'RegAppSensorNode, app yaml not config\. \(appName=ghost\)$' \
-  '^grp callback app=ghost pid=7 state=4 result=0$'
-expect_count '^grp callback ' 5
-expect_in_order \
-  'Receive app state change\. \(name=camera,pid=42,state=HEART_BEAT_LOST\)$' \
-  'Receive app state change\. \(name=ghost,pid=7,state=ABNORMAL_EXIT\)$'
-echo "PASS: state changes reach the HAL as changes only"
+play
+journal_text | grep -v ' 0x1000036 ' >"$E2E_TMP/without-run-log"
+expect_journal <<'EOF'
+log 1 0x36 [proc_launcher.cpp:N]start entry...
+grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=0
+grp Start ret=0
+hal devnum ret=0 count=2
+hal register dev=0 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=1
+hal register dev=1 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=2
+log 1 0x1000036 [proc_launcher.cpp:N]Register sensor node for os memory success
+grp RegisterAppStateCallback
+grp Run
+grp SetRunning 1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=SWITCH_OFF)
+grp callback app=camera pid=11 state=1 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=SWITCH_ON)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=3
+hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=4
+grp callback app=camera pid=11 state=0 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_LOST)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal update dev=0 handle=3 fault=0 event=1 ret=0
+hal update dev=1 handle=4 fault=0 event=1 ret=0
+grp RestartApp app=camera ret=0
+grp callback app=camera pid=11 state=2 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_LOST)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+grp RestartApp app=camera ret=0
+grp callback app=camera pid=11 state=2 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_RECOVERY)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal update dev=0 handle=3 fault=0 event=0 ret=0
+hal update dev=1 handle=4 fault=0 event=0 ret=0
+grp callback app=camera pid=11 state=3 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ABNORMAL_EXIT)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal update dev=0 handle=3 fault=0 event=1 ret=0
+hal update dev=1 handle=4 fault=0 event=1 ret=0
+grp callback app=camera pid=11 state=4 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=unknown)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal update dev=0 handle=3 fault=0 event=0 ret=0
+hal update dev=1 handle=4 fault=0 event=0 ret=0
+grp callback app=camera pid=11 state=6 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=unknown)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+grp callback app=camera pid=11 state=-1 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ACTIVELY_EXIT)
+hal unregister dev=0 handle=3 ret=0
+hal unregister dev=1 handle=4 ret=0
+grp callback app=camera pid=11 state=5 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ABNORMAL_EXIT)
+grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
+hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
+hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
+hal update dev=0 handle=5 fault=0 event=1 ret=0
+hal update dev=1 handle=6 fault=0 event=1 ret=0
+grp callback app=camera pid=11 state=4 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=radar,pid=12,state=HEART_BEAT_LOST)
+grp GetAppSensorConfig app=radar ret=0 nodeType=0x12201 reportScope=1
+hal register dev=0 name=radar nodeType=0x2201 sensorType=0x27 ret=0 handle=7
+hal update dev=0 handle=7 fault=0 event=1 ret=0
+grp RestartApp app=radar ret=5
+log 3 0x36 [proc_launcher.cpp:N]Restart app failed when in heartbeat lost state. (app=radar)
+grp callback app=radar pid=12 state=2 result=0
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=m,pid=13,state=HEART_BEAT_LOST)
+grp GetAppSensorConfig app=m ret=0 nodeType=0x617 reportScope=-1
+hal register dev=0 name=m nodeType=0x0617 sensorType=0x27 ret=0 handle=8
+hal register dev=1 name=m nodeType=0x0617 sensorType=0x27 ret=0 handle=9
+hal update dev=0 handle=8 fault=0 event=1 ret=0
+hal update dev=1 handle=9 fault=0 event=1 ret=0
+grp RestartApp app=m ret=0
+grp callback app=m pid=13 state=2 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=ghost,pid=14,state=HEART_BEAT_LOST)
+grp GetAppSensorConfig app=ghost ret=1 nodeType=0x0 reportScope=0
+log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, app yaml not config. (appName=ghost)
+grp callback app=ghost pid=14 state=2 result=0
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=dummy,pid=15,state=SWITCH_ON)
+grp GetAppSensorConfig app=dummy ret=0 nodeType=0x0 reportScope=1
+log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, nodeType=0. (appName=dummy)
+grp callback app=dummy pid=15 state=0 result=0
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=wide,pid=16,state=SWITCH_ON)
+grp GetAppSensorConfig app=wide ret=0 nodeType=0x10000 reportScope=-1
+hal register dev=0 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=10
+hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=11
+grp callback app=wide pid=16 state=0 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=a123456789012345678,pid=17,state=SWITCH_ON)
+grp GetAppSensorConfig app=a123456789012345678 ret=0 nodeType=0x5 reportScope=1
+hal register dev=0 name=a123456789012345678 nodeType=0x0005 sensorType=0x27 ret=0 handle=12
+grp callback app=a123456789012345678 pid=17 state=0 result=1
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=a1234567890123456789,pid=18,state=SWITCH_ON)
+grp GetAppSensorConfig app=a1234567890123456789 ret=0 nodeType=0x5 reportScope=1
+grp callback app=a1234567890123456789 pid=18 state=0 result=0
+log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=ghost,pid=19,state=ACTIVELY_EXIT)
+grp callback app=ghost pid=19 state=5 result=1
+hal unregister dev=0 handle=12 ret=0
+hal unregister dev=0 handle=5 ret=0
+hal unregister dev=1 handle=6 ret=0
+hal unregister dev=0 handle=8 ret=0
+hal unregister dev=1 handle=9 ret=0
+hal unregister dev=0 handle=1 ret=0
+hal unregister dev=1 handle=2 ret=0
+hal unregister dev=0 handle=7 ret=0
+hal unregister dev=0 handle=10 ret=0
+hal unregister dev=1 handle=11 ret=0
+grp Stop
+log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
+log flush
+ezcom CfgFinishServer
+EOF
+play PLATFORM_SIM_RUNLOG=0
+expect_journal <"$E2E_TMP/without-run-log"
+echo "PASS: state changes"
