@@ -7,8 +7,7 @@ source "$(dirname "$0")/lib.sh"
 cat >"$E2E_TMP/script" <<'EOF'
 sleep 0.2
 app camera 0x1234 0
-app radar 0x12201 1
-app m 0x617 -1
+app radar 0x10617 1
 app dummy 0 1
 app wide 0x10000 -1
 app a123456789012345678 5 1
@@ -20,12 +19,10 @@ state camera 11 HEART_BEAT_LOST
 state camera 11 HEART_BEAT_LOST
 state camera 11 HEART_BEAT_RECOVERY
 state camera 11 ABNORMAL_EXIT
-state camera 11 6
 state camera 11 -1
 state camera 11 ACTIVELY_EXIT
 state camera 11 ABNORMAL_EXIT
 state radar 12 HEART_BEAT_LOST
-state m 13 HEART_BEAT_LOST
 state ghost 14 HEART_BEAT_LOST
 state dummy 15 SWITCH_ON
 state wide 16 SWITCH_ON
@@ -41,7 +38,13 @@ play() {
 
 play
 journal_text | grep -v ' 0x1000036 ' >"$E2E_TMP/without-run-log"
-expect_journal <<'EOF'
+[ "$(grep -o 'Receive app state change\. (.*' "$JOURNAL" | sed 's/.*state=//' | tr -d ')' | tr '\n' ' ')" = \
+  "SWITCH_OFF SWITCH_ON HEART_BEAT_LOST HEART_BEAT_LOST HEART_BEAT_RECOVERY ABNORMAL_EXIT unknown ACTIVELY_EXIT \
+ABNORMAL_EXIT HEART_BEAT_LOST HEART_BEAT_LOST SWITCH_ON SWITCH_ON SWITCH_ON SWITCH_ON ACTIVELY_EXIT " ] ||
+  fail "state names differ"
+grep -q '^log 1 0x1000036 \[proc_launcher\.cpp:[0-9]*\]Receive app state change\. (name=camera,pid=11,state=SWITCH_OFF)$' \
+  "$JOURNAL" || fail "no state change record for camera's switch-off"
+expect_journal 'Receive app state change' <<'EOF'
 log 1 0x36 [proc_launcher.cpp:N]start entry...
 grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=0
 grp Start ret=0
@@ -52,99 +55,70 @@ log 1 0x1000036 [proc_launcher.cpp:N]Register sensor node for os memory success
 grp RegisterAppStateCallback
 grp Run
 grp SetRunning 1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=SWITCH_OFF)
 grp callback app=camera pid=11 state=1 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=SWITCH_ON)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=3
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=4
 grp callback app=camera pid=11 state=0 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_LOST)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal update dev=0 handle=3 fault=0 event=1 ret=0
 hal update dev=1 handle=4 fault=0 event=1 ret=0
 grp RestartApp app=camera ret=0
 grp callback app=camera pid=11 state=2 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_LOST)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 grp RestartApp app=camera ret=0
 grp callback app=camera pid=11 state=2 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=HEART_BEAT_RECOVERY)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
 grp callback app=camera pid=11 state=3 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ABNORMAL_EXIT)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal update dev=0 handle=3 fault=0 event=1 ret=0
 hal update dev=1 handle=4 fault=0 event=1 ret=0
 grp callback app=camera pid=11 state=4 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=unknown)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
-grp callback app=camera pid=11 state=6 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=unknown)
-grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 grp callback app=camera pid=11 state=-1 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ACTIVELY_EXIT)
 hal unregister dev=0 handle=3 ret=0
 hal unregister dev=1 handle=4 ret=0
 grp callback app=camera pid=11 state=5 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=camera,pid=11,state=ABNORMAL_EXIT)
 grp GetAppSensorConfig app=camera ret=0 nodeType=0x1234 reportScope=0
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
 hal update dev=0 handle=5 fault=0 event=1 ret=0
 hal update dev=1 handle=6 fault=0 event=1 ret=0
 grp callback app=camera pid=11 state=4 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=radar,pid=12,state=HEART_BEAT_LOST)
-grp GetAppSensorConfig app=radar ret=0 nodeType=0x12201 reportScope=1
-hal register dev=0 name=radar nodeType=0x2201 sensorType=0x27 ret=0 handle=7
+grp GetAppSensorConfig app=radar ret=0 nodeType=0x10617 reportScope=1
+hal register dev=0 name=radar nodeType=0x0617 sensorType=0x27 ret=0 handle=7
 hal update dev=0 handle=7 fault=0 event=1 ret=0
 grp RestartApp app=radar ret=5
 log 3 0x36 [proc_launcher.cpp:N]Restart app failed when in heartbeat lost state. (app=radar)
 grp callback app=radar pid=12 state=2 result=0
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=m,pid=13,state=HEART_BEAT_LOST)
-grp GetAppSensorConfig app=m ret=0 nodeType=0x617 reportScope=-1
-hal register dev=0 name=m nodeType=0x0617 sensorType=0x27 ret=0 handle=8
-hal register dev=1 name=m nodeType=0x0617 sensorType=0x27 ret=0 handle=9
-hal update dev=0 handle=8 fault=0 event=1 ret=0
-hal update dev=1 handle=9 fault=0 event=1 ret=0
-grp RestartApp app=m ret=0
-grp callback app=m pid=13 state=2 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=ghost,pid=14,state=HEART_BEAT_LOST)
 grp GetAppSensorConfig app=ghost ret=1 nodeType=0x0 reportScope=0
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, app yaml not config. (appName=ghost)
 grp callback app=ghost pid=14 state=2 result=0
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=dummy,pid=15,state=SWITCH_ON)
 grp GetAppSensorConfig app=dummy ret=0 nodeType=0x0 reportScope=1
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, nodeType=0. (appName=dummy)
 grp callback app=dummy pid=15 state=0 result=0
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=wide,pid=16,state=SWITCH_ON)
 grp GetAppSensorConfig app=wide ret=0 nodeType=0x10000 reportScope=-1
-hal register dev=0 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=10
-hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=11
+hal register dev=0 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=8
+hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=9
 grp callback app=wide pid=16 state=0 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=a123456789012345678,pid=17,state=SWITCH_ON)
 grp GetAppSensorConfig app=a123456789012345678 ret=0 nodeType=0x5 reportScope=1
-hal register dev=0 name=a123456789012345678 nodeType=0x0005 sensorType=0x27 ret=0 handle=12
+hal register dev=0 name=a123456789012345678 nodeType=0x0005 sensorType=0x27 ret=0 handle=10
 grp callback app=a123456789012345678 pid=17 state=0 result=1
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=a1234567890123456789,pid=18,state=SWITCH_ON)
 grp GetAppSensorConfig app=a1234567890123456789 ret=0 nodeType=0x5 reportScope=1
 grp callback app=a1234567890123456789 pid=18 state=0 result=0
-log 1 0x1000036 [proc_launcher.cpp:N]Receive app state change. (name=ghost,pid=19,state=ACTIVELY_EXIT)
 grp callback app=ghost pid=19 state=5 result=1
-hal unregister dev=0 handle=12 ret=0
+hal unregister dev=0 handle=10 ret=0
 hal unregister dev=0 handle=5 ret=0
 hal unregister dev=1 handle=6 ret=0
-hal unregister dev=0 handle=8 ret=0
-hal unregister dev=1 handle=9 ret=0
 hal unregister dev=0 handle=1 ret=0
 hal unregister dev=1 handle=2 ret=0
 hal unregister dev=0 handle=7 ret=0
-hal unregister dev=0 handle=10 ret=0
-hal unregister dev=1 handle=11 ret=0
+hal unregister dev=0 handle=8 ret=0
+hal unregister dev=1 handle=9 ret=0
 grp Stop
 log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
 log flush

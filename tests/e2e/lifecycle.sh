@@ -12,8 +12,7 @@ kill -PIPE "$DAEMON_PID"
 switches() { awk '/^voluntary_ctxt_switches/ { print $2 }' "/proc/$DAEMON_PID/status"; }
 before=$(switches) && sleep 2 && ticks=$(($(switches) - before))
 [ "$ticks" -ge 7 ] && [ "$ticks" -le 13 ] || fail "$ticks loop ticks in 2 s, expected 10"
-kill -INT "$DAEMON_PID"
-stop_daemon TERM 300
+stop_daemon INT 300
 expect_journal <<EOF
 log 1 0x36 [proc_launcher.cpp:N]start entry...
 $CONFIGURE ret=0
