@@ -65,15 +65,16 @@ wait_for_line() {
   done
 }
 
-# stop_daemon SIGNAL [MAX_MS]: the daemon must exit 0, within MAX_MS when given. A sanitizer runtime
-# or an emulator does work of its own at exit; presets that bring one add E2E_EXIT_OVERHEAD_MS.
+# stop_daemon SIGNAL [MAX_MS]: the daemon must exit 0, within MAX_MS when given; STOP_MS tells how
+# long it took. A sanitizer runtime or an emulator does work of its own at exit; presets that bring
+# one add E2E_EXIT_OVERHEAD_MS.
 stop_daemon() {
-  local start took
+  local start
   start=$(now_ms)
   kill -s "$1" "$DAEMON_PID" || fail "could not signal the daemon"
   wait_daemon 0
-  took=$(($(now_ms) - start))
-  [ -z "${2:-}" ] || [ "$took" -le $(($2 + ${E2E_EXIT_OVERHEAD_MS:-0})) ] || fail "stopping took $took ms"
+  STOP_MS=$(($(now_ms) - start))
+  [ -z "${2:-}" ] || [ "$STOP_MS" -le $(($2 + ${E2E_EXIT_OVERHEAD_MS:-0})) ] || fail "stopping took $STOP_MS ms"
 }
 
 # expect_count REGEX N: exactly N journal lines match.
