@@ -39,25 +39,20 @@ TEST(NodeListItemTest, YieldsTheIdsAndLogsTheItem)
                             {"dash before the line break is not last", "3-\n", {}, "stoi"},
                             {"reversed range skipped silently", "5-3", {}, nullptr},
                             {"upper bound stops at the second dash", "1-2-3", {1, 2}, nullptr},
-                            {"leading blank", " 1", {1}, nullptr},
                             {"blank lower bound", " -2", {}, "stoi"},
                             {"letters in the upper bound", "1-x", {}, "stoi"},
                             {"one past int32", "2147483648", {}, "stoi"},
-                            {"huge number", std::string(300, '9'), {}, "stoi"},
                             {"one-id range at int32 max stops", "2147483647-2147483647", {2147483647}, nullptr},
                             {"widest range allowed", "0-1023", widest, nullptr},
                             {"one id too wide", "0-1024", {}, "range wider than 1024 ids"},
-                            {"range to int32 max is bounded", "0-2147483647", {}, "range wider than 1024 ids"},
-                            {"NUL before the id", std::string{'\0', '7'}, {}, "stoi"},
-                            {"NUL after the id", std::string{'7', '\0', '9'}, {7}, nullptr}};
+                            {"range to int32 max is bounded", "0-2147483647", {}, "range wider than 1024 ids"}};
     for (const ItemRow& row : rows) {
         SCOPED_TRACE(row.name);
         Fakes::ResetAll();
         EXPECT_EQ(ProcMgr::GetNumaNodeList(row.item), row.ids);
-        const std::string printed = row.item.substr(0, row.item.find('\0'));  // %s stops at a NUL byte
-        Logs logs{Item(printed)};
+        Logs logs{Item(row.item)};
         if (row.failure != nullptr) {
-            logs.push_back("R|Get numa node list, exception is throwed. (str=" + printed + ",detail=" + row.failure +
+            logs.push_back("R|Get numa node list, exception is throwed. (str=" + row.item + ",detail=" + row.failure +
                            ")");
         }
         EXPECT_EQ(MemoryTest::Logs(), row.item.empty() ? Logs{} : logs);
