@@ -1,5 +1,6 @@
-// Cost of the OS memory monitor: the due check over fixture trees of growing size, the free-memory
-// read of one node of this machine, and the node-list item parser and file reader.
+// Cost of the OS memory monitor: the due check over fixture trees of growing size and over the
+// worst tree within the bounds, the free-memory read of one node of this machine, and the
+// node-list item parser and file reader.
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <filesystem>
@@ -92,6 +93,48 @@ void DueCheck(benchmark::State& state)
         benchmark::Counter(static_cast<double>(made.allocations), benchmark::Counter::kAvgIterations);
 }
 BENCHMARK(DueCheck)->Arg(1)->Arg(8)->Arg(64)->Arg(512)->Complexity(benchmark::oN);
+
+// The line as often as it fits in the bytes.
+std::string Repeated(const std::string& line, size_t bytes)
+{
+    std::string text;
+    while (text.size() + line.size() <= bytes) {
+        text += line;
+    }
+    return text;
+}
+
+// The largest tree the bounds let through, read by a detector's first due check: node lists of
+// 1024 items of 1024 ids each (a CDM list that removes none of them), and 1024 nodes whose
+// meminfo fills 64 KiB with the given line, the last line giving a value. The log is off, so a
+// "line invalid" record costs only its level check.
+void WorstDueCheck(benchmark::State& state, const std::string& meminfoLine)
+{
+    const Probes::TempDir tree("memory-bench-");
+    WriteFile(tree, "has_memory", Repeated("0-1023,", MAX_NUMA_NODES * 7));
+    WriteFile(tree, "is_cdm_node", Repeated("2000-3023,", MAX_NUMA_NODES * 10));
+    const std::string lastLine = "MemFree: 1 kB\n";
+    WriteFile(tree, "meminfo", Repeated(meminfoLine, MAX_SYSFS_FILE_BYTES - lastLine.size()) + lastLine);
+    for (size_t node = 0; node < MAX_NUMA_NODES; ++node) {
+        const std::string nodeDir = tree.Path() + "/node" + std::to_string(node);
+        std::filesystem::create_directory(nodeDir);
+        std::filesystem::create_hard_link(tree.Path() + "/meminfo", nodeDir + "/meminfo");
+    }
+    DeviceCount devices;
+    SensorNodeEventReporter reporter(devices);
+    // The probes count the CDM list's existence test, both node lists and every node.
+    const OperationCounts before = OperationsOnThisThread();
+    for (auto _ : state) {
+        MemoryShortageDetector detector(tree.Path(), &PeriodPerReading);
+        detector.Check(reporter);  // starts the period
+        detector.Check(reporter);  // the due check
+    }
+    if (OperationsSince(before).fileOpens != static_cast<uint64_t>(state.iterations()) * (MAX_NUMA_NODES + 3)) {
+        state.SkipWithError("a check did not read both node lists and every node");
+    }
+}
+BENCHMARK_CAPTURE(WorstDueCheck, invalid_lines, std::string("MemFree:kB\n"))->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(WorstDueCheck, value_lines, std::string("MemFree: 0 kB\n"))->Unit(benchmark::kMillisecond);
 
 // The daemon's own read of node 0, on this machine's sysfs; its libnuma peer stands beside it.
 void NodeZeroFreeMemory(benchmark::State& state)

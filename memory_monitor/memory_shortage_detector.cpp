@@ -20,24 +20,10 @@ constexpr uint64_t RECOVERED_ABOVE_KB = 32768;
 constexpr uint64_t SUM_LIMIT_KB = 100ULL * 1024 * 1024 * 1024;
 constexpr int32_t EVENT_SHORTAGE = 1;
 constexpr int32_t EVENT_SUFFICIENT = 0;
-
-// Empty when a node cannot be read or the sum would reach the limit.
-std::optional<uint64_t> SumFreeMemory(const NumaNodeSet& nodes, std::string_view sysfsDir)
-{
-    uint64_t sumKb = 0;
-    for (const int32_t id : nodes) {
-        uint64_t freeKb = 0;
-        if (!GetNumaNodeFreeMemory(id, freeKb, sysfsDir) || freeKb >= SUM_LIMIT_KB - sumKb) {
-            return std::nullopt;
-        }
-        sumKb += freeKb;
-    }
-    return sumKb;
-}
 }  // namespace
 
-MemoryShortageDetector::MemoryShortageDetector(std::string_view nodeDir, ClockFunction clock)
-    : sysfsDir(nodeDir), now(clock)
+MemoryShortageDetector::MemoryShortageDetector(std::string_view nodeDir, ClockFunction clock, StopTest stopTest)
+    : sysfsDir(nodeDir), now(clock), stopRequested(stopTest)
 {
 }
 
@@ -59,6 +45,20 @@ void MemoryShortageDetector::Check(SensorNodeEventReporter& reporter)
     }
 }
 
+// Empty when a node cannot be read, the sum would reach the limit or the daemon is stopping.
+std::optional<uint64_t> MemoryShortageDetector::SumFreeMemory() const
+{
+    uint64_t sumKb = 0;
+    for (const int32_t id : osNodes) {
+        uint64_t freeKb = 0;
+        if (stopRequested() || !GetNumaNodeFreeMemory(id, freeKb, sysfsDir) || freeKb >= SUM_LIMIT_KB - sumKb) {
+            return std::nullopt;
+        }
+        sumKb += freeKb;
+    }
+    return sumKb;
+}
+
 void MemoryShortageDetector::RunDueCheck(SensorNodeEventReporter& reporter)
 {
     if (osNodes.empty() && !GetOsManagedNumaNodes(osNodes, sysfsDir)) {
@@ -69,7 +69,7 @@ void MemoryShortageDetector::RunDueCheck(SensorNodeEventReporter& reporter)
         reporter.ReportEvent(OS_MEMORY_NODE_NAME, EVENT_SHORTAGE);
         return;
     }
-    const std::optional<uint64_t> sumKb = SumFreeMemory(osNodes, sysfsDir);
+    const std::optional<uint64_t> sumKb = SumFreeMemory();
     if (!sumKb) {
         return;
     }

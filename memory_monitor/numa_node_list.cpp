@@ -1,80 +1,74 @@
-#include "memory_monitor/numa_node_list.h"
+#include <sstream>
+#include <stdexcept>
 
-#include <new>
-#include <optional>
-
-#include "memory_monitor/decimal_number.h"
+#include "memory_monitor/memory_monitor.h"
 #include "platform/launcher_log.h"
 
 namespace ProcMgr {
+namespace {
 
-const char* AppendNodeListIds(std::string_view item, std::vector<int32_t>& ids)
+const std::string RANGE_TOO_WIDE = "range wider than " + std::to_string(MAX_NUMA_NODES) + " ids";
+
+// Appends the ids of one item; throws with the failure detail. A misplaced "-" or a reversed range
+// yields nothing, silently.
+void AppendNodeListIds(const std::string& item, std::vector<int32_t>& ids)
 {
     const size_t dash = item.find('-');
-    if (dash == std::string_view::npos) {
-        const std::optional<int32_t> id = ParseLeadingInt32(item);
-        if (!id) {
-            return CONVERSION_FAILURE;
-        }
-        ids.push_back(*id);
-        return nullptr;
+    if (dash == std::string::npos) {
+        ids.push_back(std::stoi(item));
+        return;
     }
     if (dash == 0 || dash == item.size() - 1) {
-        return nullptr;
+        return;
     }
-    const std::optional<int32_t> lower = ParseLeadingInt32(item.substr(0, dash));
-    const std::optional<int32_t> upper = ParseLeadingInt32(item.substr(dash + 1));
-    if (!lower || !upper) {
-        return CONVERSION_FAILURE;
+    const int32_t lower = std::stoi(item.substr(0, dash));
+    const int32_t upper = std::stoi(item.substr(dash + 1));
+    if (lower > upper) {
+        return;
     }
-    if (*lower > *upper) {
-        return nullptr;
+    if (static_cast<size_t>(int64_t{upper} - lower) + 1 > MAX_NUMA_NODES) {
+        throw std::length_error(RANGE_TOO_WIDE);
     }
-    const int64_t count = int64_t{*upper} - *lower + 1;
-    if (count > MAX_RANGE_IDS) {
-        return RANGE_TOO_WIDE;
-    }
-    ids.reserve(ids.size() + static_cast<size_t>(count));
     // Counted in 64 bits so that a range ending at the largest id stops instead of wrapping.
-    for (int64_t id = *lower; id <= *upper; ++id) {
+    for (int64_t id = lower; id <= upper; ++id) {
         ids.push_back(static_cast<int32_t>(id));
     }
-    return nullptr;
 }
 
-std::vector<int32_t> GetNumaNodeList(std::string_view item)
+}  // namespace
+
+std::vector<int32_t> GetNumaNodeList(const std::string& item)
 {
     std::vector<int32_t> ids;
     if (item.empty()) {
         return ids;
     }
-    LAUNCHER_LOG_INFO("Get numa node %s.", std::string(item).c_str());
-    const char* failure = nullptr;
+    LAUNCHER_LOG_INFO("Get numa node %s.", item.c_str());
     try {
-        failure = AppendNodeListIds(item, ids);
-    } catch (const std::bad_alloc& error) {
-        failure = error.what();
-    }
-    if (failure != nullptr) {
-        LAUNCHER_RUNLOG_INFO("Get numa node list, exception is throwed. (str=%s,detail=%s)", std::string(item).c_str(),
-                             failure);
+        AppendNodeListIds(item, ids);
+    } catch (const std::exception& error) {
+        LAUNCHER_RUNLOG_INFO("Get numa node list, exception is throwed. (str=%s,detail=%s)", item.c_str(),
+                             error.what());
     }
     return ids;
 }
 
-std::string ReadNodeListItems(RecordFile& file, NumaNodeSet& ids)
+bool ParseNodeList(const std::string& text, NumaNodeSet& ids)
 {
-    try {
-        std::string_view item;
-        while (file.Next(',', item)) {
-            for (const int32_t id : GetNumaNodeList(item)) {
-                ids.insert(id);
-            }
+    std::istringstream items(text);
+    std::string item;
+    for (size_t taken = 0; std::getline(items, item, ','); ++taken) {
+        if (taken == MAX_NUMA_NODES) {
+            return false;
         }
-    } catch (const std::bad_alloc& error) {
-        return error.what();
+        for (const int32_t id : GetNumaNodeList(item)) {
+            if (ids.size() == MAX_NUMA_NODES && ids.count(id) == 0) {
+                return false;
+            }
+            ids.insert(id);
+        }
     }
-    return file.Failure();
+    return true;
 }
 
 }  // namespace ProcMgr

@@ -1,53 +1,59 @@
 #include <unistd.h>
 
 #include "memory_monitor/memory_monitor.h"
-#include "memory_monitor/numa_node_list.h"
-#include "memory_monitor/record_file.h"
 #include "platform/launcher_log.h"
 
 namespace ProcMgr {
-
-NumaNodeSet GetHasMemoryNumaNodes(const std::string& path)
-{
-    NumaNodeSet nodes;
-    RecordFile file;
-    if (!file.Open(path)) {
-        LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", path.c_str());
-        return nodes;
-    }
-    const std::string failure = ReadNodeListItems(file, nodes);
-    if (!failure.empty()) {
-        LAUNCHER_LOG_ERROR("Get has memory numa node, exception is throwed. (file=%s,detail=%s)", path.c_str(),
-                           failure.c_str());
-    }
-    return nodes;
-}
-
 namespace {
+
+// Adds the ids of the node-list file to ids; false when it cannot be opened. A failed read throws,
+// and the ids added before stay.
+bool ReadNodeListFile(const std::string& path, NumaNodeSet& ids)
+{
+    const std::optional<std::string> text = ReadSysfsFile(path);
+    if (!text) {
+        LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", path.c_str());
+        return false;
+    }
+    if (!ParseNodeList(*text, ids)) {
+        LAUNCHER_LOG_ERROR("Get numa node list, more than %zu items or nodes, rest dropped. (file=%s)", MAX_NUMA_NODES,
+                           path.c_str());
+    }
+    return true;
+}
 
 // The nodes with memory less the CDM nodes; false when the CDM list cannot be opened.
 bool GetNodesWithoutCdm(const std::string& sysfsDir, const std::string& cdmPath, NumaNodeSet& nodes)
 {
     nodes = GetHasMemoryNumaNodes(sysfsDir + "/has_memory");
-    RecordFile file;
-    if (!file.Open(cdmPath)) {
-        LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", cdmPath.c_str());
-        return false;
-    }
     NumaNodeSet cdmNodes;
-    const std::string failure = ReadNodeListItems(file, cdmNodes);
-    // The CDM ids read before a failure still leave the set.
+    try {
+        if (!ReadNodeListFile(cdmPath, cdmNodes)) {
+            return false;
+        }
+    } catch (const std::exception& error) {
+        LAUNCHER_LOG_ERROR("Get is cdm numa node, exception is throwed. (file=%s,detail=%s)", cdmPath.c_str(),
+                           error.what());
+    }
     for (const int32_t id : cdmNodes) {
         nodes.erase(id);
-    }
-    if (!failure.empty()) {
-        LAUNCHER_LOG_ERROR("Get is cdm numa node, exception is throwed. (file=%s,detail=%s)", cdmPath.c_str(),
-                           failure.c_str());
     }
     return true;
 }
 
 }  // namespace
+
+NumaNodeSet GetHasMemoryNumaNodes(const std::string& path)
+{
+    NumaNodeSet nodes;
+    try {
+        (void)ReadNodeListFile(path, nodes);
+    } catch (const std::exception& error) {
+        LAUNCHER_LOG_ERROR("Get has memory numa node, exception is throwed. (file=%s,detail=%s)", path.c_str(),
+                           error.what());
+    }
+    return nodes;
+}
 
 bool GetOsManagedNumaNodes(NumaNodeSet& nodes, std::string_view sysfsDir)
 {

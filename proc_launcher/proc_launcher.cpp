@@ -33,7 +33,7 @@ extern "C" void HandleStopSignal(int /*signal*/)
 }
 
 // The daemon's one memory detector; lives until exit.
-MemoryShortageDetector osMemoryDetector;
+MemoryShortageDetector osMemoryDetector{SYSFS_NODE_DIR, &MemoryShortageDetector::Clock::now, &StopRequested};
 
 // A signal that interrupts the sleep does not shorten it: the loop period stays 200 ms.
 void SleepOneTick()
