@@ -6,7 +6,7 @@
 #include <pthread.h>
 #include <sys/types.h>
 
-#include "tests/probes/allocation_counter.h"
+#include "bench/allocation_counter.h"
 
 namespace ProcMgr::Bench {
 namespace {

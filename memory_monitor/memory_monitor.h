@@ -54,9 +54,9 @@ bool GetOsManagedNumaNodes(NumaNodeSet& nodes, std::string_view sysfsDir = SYSFS
 inline constexpr uint64_t NO_FREE_SIZE = UINT64_MAX;
 
 // The value of the last "MemFree:" line of a node's meminfo text, or NO_FREE_SIZE when no line has
-// one. Logs each line whose "kB" does not follow the key; throws std::logic_error ("stoul") on a
-// number that does not convert.
-uint64_t ParseMemFree(const std::string& text);
+// one. Empty, after logging the line, at the first line whose "kB" does not follow the key; throws
+// std::logic_error ("stoul") on a number that does not convert.
+std::optional<uint64_t> ParseMemFree(const std::string& text);
 
 // Writes the node's MemFree in KB to freeKb and returns true; on failure returns false and leaves
 // freeKb unwritten.

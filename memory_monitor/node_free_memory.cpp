@@ -14,7 +14,7 @@ constexpr std::string_view MEM_FREE_KEY = "MemFree:";
 constexpr std::string_view KB_UNIT = "kB";
 }  // namespace
 
-uint64_t ParseMemFree(const std::string& text)
+std::optional<uint64_t> ParseMemFree(const std::string& text)
 {
     std::istringstream lines(text);
     std::string line;
@@ -30,9 +30,11 @@ uint64_t ParseMemFree(const std::string& text)
         if (unit == std::string::npos) {
             continue;
         }
+        // No kernel writes such a line: the file is not what it claims, and reading on would let a
+        // hostile one log a record per line.
         if (unit <= numberBegin) {
             LAUNCHER_LOG_ERROR("Get numa node free memory, line invalid. (line=%s)", line.c_str());
-            continue;
+            return std::nullopt;
         }
         found = std::stoul(line.substr(numberBegin, unit - numberBegin));
     }
@@ -42,7 +44,7 @@ uint64_t ParseMemFree(const std::string& text)
 bool GetNumaNodeFreeMemory(int32_t nodeId, uint64_t& freeKb, std::string_view sysfsDir)
 {
     const std::string path = std::string(sysfsDir) + "/node" + std::to_string(nodeId) + "/meminfo";
-    uint64_t found = NO_FREE_SIZE;
+    std::optional<uint64_t> found;
     try {
         const std::optional<std::string> text = ReadSysfsFile(path);
         if (!text) {
@@ -55,12 +57,15 @@ bool GetNumaNodeFreeMemory(int32_t nodeId, uint64_t& freeKb, std::string_view sy
                            error.what());
         return false;
     }
-    if (found == NO_FREE_SIZE) {
+    if (!found) {
+        return false;
+    }
+    if (*found == NO_FREE_SIZE) {
         LAUNCHER_LOG_ERROR("Get numa node free memory, not find free size item. (file=%s)", path.c_str());
         return false;
     }
-    freeKb = found;
-    LAUNCHER_LOG_INFO("Get numa node free memory Success. (node=%d,freeSize=%luKB)", nodeId, found);
+    freeKb = *found;
+    LAUNCHER_LOG_INFO("Get numa node free memory Success. (node=%d,freeSize=%luKB)", nodeId, *found);
     return true;
 }
 

@@ -11,15 +11,11 @@ namespace {
 bool ReadNodeListFile(const std::string& path, NumaNodeSet& ids)
 {
     const std::optional<std::string> text = ReadSysfsFile(path);
-    if (!text) {
-        LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", path.c_str());
-        return false;
-    }
-    if (!ParseNodeList(*text, ids)) {
+    if (text && !ParseNodeList(*text, ids)) {
         LAUNCHER_LOG_ERROR("Get numa node list, more than %zu items or nodes, rest dropped. (file=%s)", MAX_NUMA_NODES,
                            path.c_str());
     }
-    return true;
+    return text.has_value();
 }
 
 // The nodes with memory less the CDM nodes; false when the CDM list cannot be opened.
@@ -27,13 +23,16 @@ bool GetNodesWithoutCdm(const std::string& sysfsDir, const std::string& cdmPath,
 {
     nodes = GetHasMemoryNumaNodes(sysfsDir + "/has_memory");
     NumaNodeSet cdmNodes;
+    bool opened = true;
     try {
-        if (!ReadNodeListFile(cdmPath, cdmNodes)) {
-            return false;
-        }
+        opened = ReadNodeListFile(cdmPath, cdmNodes);
     } catch (const std::exception& error) {
         LAUNCHER_LOG_ERROR("Get is cdm numa node, exception is throwed. (file=%s,detail=%s)", cdmPath.c_str(),
                            error.what());
+    }
+    if (!opened) {
+        LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", cdmPath.c_str());
+        return false;
     }
     for (const int32_t id : cdmNodes) {
         nodes.erase(id);
@@ -47,7 +46,9 @@ NumaNodeSet GetHasMemoryNumaNodes(const std::string& path)
 {
     NumaNodeSet nodes;
     try {
-        (void)ReadNodeListFile(path, nodes);
+        if (!ReadNodeListFile(path, nodes)) {
+            LAUNCHER_LOG_ERROR("Cannot open node statistic file %s.", path.c_str());
+        }
     } catch (const std::exception& error) {
         LAUNCHER_LOG_ERROR("Get has memory numa node, exception is throwed. (file=%s,detail=%s)", path.c_str(),
                            error.what());

@@ -1,7 +1,7 @@
 // A fresh directory under the system's temporary directory, removed with everything in it when the
 // object goes; for tests, fuzz targets and benchmarks that need files of their own.
-#ifndef TESTS_PROBES_TEMP_DIR_H
-#define TESTS_PROBES_TEMP_DIR_H
+#ifndef TESTS_TEMP_DIR_H
+#define TESTS_TEMP_DIR_H
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "tests/probes/allocation_counter.h"
+#include "bench/allocation_counter.h"
 
 #include <cstdlib>
 #include <new>

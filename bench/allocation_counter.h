@@ -1,8 +1,8 @@
 // Linking this library replaces the program's global operator new and delete with ones that count
 // each allocation on the thread that makes it, so that a test or a benchmark can prove that a path
 // allocates nothing.
-#ifndef TESTS_PROBES_ALLOCATION_COUNTER_H
-#define TESTS_PROBES_ALLOCATION_COUNTER_H
+#ifndef BENCH_ALLOCATION_COUNTER_H
+#define BENCH_ALLOCATION_COUNTER_H
 
 #include <cstdint>
 
