@@ -9,8 +9,8 @@
 
 #include "bench/operation_probes.h"
 #include "bench/quiet_platform.h"
+#include "bench/temp_dir.h"
 #include "memory_monitor/memory_monitor.h"
-#include "tests/temp_dir.h"
 
 namespace ProcMgr::Bench {
 namespace {

@@ -2,236 +2,215 @@
 // detector's period, thresholds, sum limit and states, seen through the stand-ins' journal.
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
-#include <numeric>
 #include <regex>
+#include <stdexcept>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "memory_monitor/memory_monitor.h"
 #include "platform/sim/control.h"
-#include "tests/temp_dir.h"
 
 namespace ProcMgr {
 namespace {
 
-using Lines = std::vector<std::string>;
-
-class Tree {
-public:
-    const std::string& Dir() const { return temp.Path(); }
-    // "<dir>" and "<fifo>" make those instead of a file.
+// A fresh directory of fixture files and a fresh stand-in journal; removed with the test.
+struct Tree {
+    Tree() { Sim::Reset(); }
+    ~Tree() { std::filesystem::remove_all(dir); }
+    Tree(const Tree&) = delete;
+    Tree& operator=(const Tree&) = delete;
+    // A directory where the text is "<dir>".
     void Put(const std::string& name, const std::string& text) const
     {
-        const std::filesystem::path path = Dir() + "/" + name;
-        std::filesystem::create_directories(path.parent_path());
-        if (text == "<dir>" || text == "<fifo>") {
-            ASSERT_TRUE(text == "<dir>" ? mkdir(path.c_str(), 0700) == 0 : mkfifo(path.c_str(), 0600) == 0);
-        } else {
-            std::ofstream(path, std::ios::binary) << text;
+        const std::filesystem::path file = dir + "/" + name;
+        std::filesystem::create_directories(text == "<dir>" ? file : file.parent_path());
+        if (text != "<dir>") {
+            std::ofstream(file, std::ios::binary) << text;
         }
     }
+    // The journal's lines after "|", log records without "log " and "[proc_launcher.cpp:N]", this
+    // directory written "{dir}".
+    std::string Journal() const
+    {
+        std::string text;
+        for (const std::string& line : Sim::JournalLines()) {
+            text += "|" + std::regex_replace(line, std::regex("^log (\\d \\w+) \\[proc_launcher\\.cpp:\\d+\\]"), "$1 ");
+        }
+        return std::regex_replace(text, std::regex(dir), "{dir}");
+    }
 
-private:
-    Probes::TempDir temp{"memory-sysfs-"};
+    std::string dir = [] {
+        char name[] = "/tmp/memory-sysfs-XXXXXX";
+        return mkdtemp(name) != nullptr ? std::string(name) : throw std::runtime_error("no temporary directory");
+    }();
 };
 
-// Journal lines since Reset, the log records without their "[proc_launcher.cpp:N]", dir written
-// "{dir}".
-Lines Journal(const std::string& dir = "")
+template <typename Ids>
+std::string Joined(const Ids& ids)
 {
-    Lines lines;
-    for (const std::string& line : Sim::JournalLines()) {
-        std::string plain = std::regex_replace(line, std::regex("\\[proc_launcher\\.cpp:\\d+\\]"), "");
-        for (size_t at = plain.find(dir); !dir.empty() && at != std::string::npos; at = plain.find(dir)) {
-            plain.replace(at, dir.size(), "{dir}");
-        }
-        lines.push_back(plain);
+    std::string text;
+    for (const int32_t id : ids) {
+        text += (text.empty() ? "" : ",") + std::to_string(id);
     }
-    return lines;
+    return text;
 }
 
-std::string Item(const std::string& item)
+using Call = std::function<std::string(const Tree&)>;
+
+Call Item(const std::string& item)
 {
-    return "log 1 0x36 Get numa node " + item + ".";
+    return [item](const Tree&) { return Joined(GetNumaNodeList(item)); };
 }
 
-TEST(NodeList, ItemsYieldTheirIdsOrTheFailureDetail)
+// The files, then discovery into a set that holds 7: its result and the set.
+Call Discovery(std::vector<std::pair<std::string, std::string>> files)
 {
-    std::vector<int32_t> widest(1024);
-    std::iota(widest.begin(), widest.end(), 0);
-    const struct {
-        std::string item;
-        std::vector<int32_t> ids;
-        const char* failure;
-    } rows[] = {{"-1", {}, nullptr},          {"3-", {}, nullptr},         {"3-\\n", {}, "stoi"},
-                {"5-3", {}, nullptr},         {"1-2-3", {1, 2}, nullptr},  {" 1", {1}, nullptr},
-                {"2147483648", {}, "stoi"},   {"0-1023", widest, nullptr}, {"0-1024", {}, "range wider than 1024 ids"}};
-    for (const auto& row : rows) {
-        Sim::Reset();
-        const std::string item = std::regex_replace(row.item, std::regex("\\\\n"), "\n");
-        EXPECT_EQ(GetNumaNodeList(item), row.ids) << row.item;
-        Lines logs{Item(row.item)};
-        if (row.failure != nullptr) {
-            logs.push_back("log 1 0x1000036 Get numa node list, exception is throwed. (str=" + row.item +
-                           ",detail=" + row.failure + ")");
-        }
-        EXPECT_EQ(Journal(), logs);
-    }
-    Sim::Reset();
-    EXPECT_TRUE(GetNumaNodeList("").empty());
-    EXPECT_TRUE(Sim::JournalLines().empty());
-}
-
-const std::string OVERLONG(MAX_SYSFS_FILE_BYTES + 1, '1');
-const std::string OPEN_FAILED = "log 3 0x36 Cannot open node statistic file {dir}/";
-
-TEST(NodeList, DiscoveryTakesTheNodesWithMemoryLessTheCdmNodes)
-{
-    const struct {
-        std::vector<std::pair<std::string, std::string>> files;
-        bool result;
-        NumaNodeSet nodes;  // the caller's set afterwards; 7 before
-        Lines logs;
-    } rows[] = {
-        {{{"is_cdm_node", "2-3\n"}, {"has_memory", "0-3\n"}, {"has_normal_memory", "2\n"}}, true, {0, 1},
-         {Item("0-3\\n"), Item("2-3\\n")}},
-        {{{"has_memory", "0-3\n"}, {"has_normal_memory", "0,2\n"}}, true, {0, 2}, {Item("0"), Item("2\\n")}},
-        {{{"is_cdm_node", "<dir>"}, {"has_memory", "0\n"}}, false, {7}, {Item("0\\n"), OPEN_FAILED + "is_cdm_node."}},
-        {{{"is_cdm_node", "0\n"}}, true, {}, {OPEN_FAILED + "has_memory.", Item("0\\n")}},
-        {{{"is_cdm_node", OVERLONG}, {"has_memory", "1\n"}}, true, {1},
-         {Item("1\\n"), "log 3 0x36 Get is cdm numa node, exception is throwed. (file={dir}/is_cdm_node,detail=file "
-                        "larger than 65536 bytes)"}},
-        {{{"has_normal_memory", OVERLONG}}, true, {},
-         {"log 3 0x36 Get has memory numa node, exception is throwed. (file={dir}/has_normal_memory,detail=file "
-          "larger than 65536 bytes)"}},
-        {{{"has_normal_memory", "<fifo>"}}, true, {}, {}},
-    };
-    for (const auto& row : rows) {
-        Sim::Reset();
-        const Tree tree;
-        for (const auto& [name, text] : row.files) {
+    return [files](const Tree& tree) {
+        for (const auto& [name, text] : files) {
             tree.Put(name, text);
         }
         NumaNodeSet nodes{7};
-        EXPECT_EQ(GetOsManagedNumaNodes(nodes, tree.Dir()), row.result);
-        EXPECT_EQ(nodes, row.nodes);
-        Lines logs = row.logs;
-        for (const int32_t id : row.result ? row.nodes : NumaNodeSet{}) {
-            logs.push_back("log 1 0x1000036 numa node " + std::to_string(id) + " is managed by os.");
-        }
-        EXPECT_EQ(Journal(tree.Dir()), logs);
-    }
-}
-
-TEST(NodeList, OneReadKeepsAtMost1024ItemsAndIdsAndSaysSoOnce)
-{
-    const std::string dropped = "log 3 0x36 Get numa node list, more than 1024 items or nodes, rest dropped. (file={dir}/list)";
-    std::string items;
-    for (int item = 0; item < 1024; ++item) {
-        items += "7,";
-    }
-    const struct {
-        std::string text;
-        size_t nodes;
-        bool drops;
-    } rows[] = {{items, 1, false}, {items + "5", 1, true}, {"0-1023,5", 1024, false}, {"0-1023,1024", 1024, true}};
-    for (const auto& row : rows) {
-        Sim::Reset();
-        const Tree tree;
-        tree.Put("list", row.text);
-        EXPECT_EQ(GetHasMemoryNumaNodes(tree.Dir() + "/list").size(), row.nodes);
-        const Lines logs = Journal(tree.Dir());
-        EXPECT_EQ(std::count(logs.begin(), logs.end(), dropped), row.drops ? 1 : 0);
-    }
-}
-
-TEST(Meminfo, TheLastMemFreeLineGivesTheNodesFreeKb)
-{
-    const std::string file = "{dir}/node0/meminfo";
-    const std::string failed = "log 3 0x36 Get numa node free memory, exception is throwed. (file=" + file + ",detail=";
-    const std::string invalid = "log 3 0x36 Get numa node free memory, line invalid. (line=";
-    const std::string notFound = "log 3 0x36 Get numa node free memory, not find free size item. (file=" + file + ")";
-    std::string bound = "MemFree: 8 kB\n";
-    bound.resize(MAX_SYSFS_FILE_BYTES, ' ');
-    const struct {
-        std::string text;
-        uint64_t freeKb;  // 0: the read fails
-        Lines logs;       // before the success record
-    } rows[] = {
-        {"Node 0 MemTotal:  9 kB\nNode 0 MemFree:        512 kB\n", 512, {}},
-        {"MemFree: 5 kB\nMemFree: 6 kB", 6, {}},
-        {"MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n", 0, {notFound}},
-        {"MemFree: 5 kB\nMemFree:   kB\n", 0, {failed + "stoul)"}},
-        {"MemFree: 5 kB\nMemFree: -1 kB\n", 0, {notFound}},
-        {"kB MemFree: 7 kB\nMemFree: 6 kB\n", 0, {invalid + "kB MemFree: 7 kB)"}},
-        {"MemFree:kB\n", 0, {invalid + "MemFree:kB)"}},
-        {bound, 8, {}},
-        {bound + " ", 0, {failed + "file larger than 65536 bytes)"}},
-        {"<dir>", 0, {OPEN_FAILED + "node0/meminfo."}},
+        const bool found = GetOsManagedNumaNodes(nodes, tree.dir);
+        return std::to_string(found) + " " + Joined(nodes);
     };
-    for (const auto& row : rows) {
-        Sim::Reset();
-        const Tree tree;
-        tree.Put("node0/meminfo", row.text);
+}
+
+// Node 0's meminfo, then its read into 77: the result and the value.
+Call Meminfo(const std::string& text)
+{
+    return [text](const Tree& tree) {
+        tree.Put("node0/meminfo", text);
         uint64_t freeKb = 77;
-        EXPECT_EQ(GetNumaNodeFreeMemory(0, freeKb, tree.Dir()), row.freeKb != 0) << row.text.substr(0, 40);
-        EXPECT_EQ(freeKb, row.freeKb != 0 ? row.freeKb : 77);
-        Lines logs = row.logs;
-        if (row.freeKb != 0) {
-            logs.push_back("log 1 0x36 Get numa node free memory Success. (node=0,freeSize=" +
-                           std::to_string(row.freeKb) + "KB)");
-        }
-        EXPECT_EQ(Journal(tree.Dir()), logs);
+        const bool read = GetNumaNodeFreeMemory(0, freeKb, tree.dir);
+        return std::to_string(read) + " " + std::to_string(freeKb);
+    };
+}
+
+const std::string DROPPED =
+    "|3 0x36 Get numa node list, more than 1024 items or nodes, rest dropped. (file={dir}/has_normal_memory)";
+
+std::string Success(uint64_t freeKb)
+{
+    return "|1 0x36 Get numa node free memory Success. (node=0,freeSize=" + std::to_string(freeKb) + "KB)";
+}
+
+std::string Times(const std::string& text, size_t times)
+{
+    std::string out;
+    while (times-- > 0) {
+        out += text;
+    }
+    return out;
+}
+
+std::string Got(const std::string& item, const std::string& failure = "")
+{
+    return "|1 0x36 Get numa node " + item + "." +
+           (failure.empty()
+                ? ""
+                : "|1 0x1000036 Get numa node list, exception is throwed. (str=" + item + ",detail=" + failure + ")");
+}
+
+std::string Managed(int32_t first, int32_t last)
+{
+    std::string text;
+    for (int32_t id = first; id <= last; ++id) {
+        text += "|1 0x1000036 numa node " + std::to_string(id) + " is managed by os.";
+    }
+    return text;
+}
+
+TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
+{
+    const std::string overlong(MAX_SYSFS_FILE_BYTES + 1, '1');
+    const std::string bound = "MemFree: 8 kB\n" + std::string(MAX_SYSFS_FILE_BYTES - 14, ' ');
+    const std::string large = "detail=file larger than 65536 bytes)";
+    const std::string cannotOpen = "|3 0x36 Cannot open node statistic file {dir}/";
+    const std::string read = "|3 0x36 Get numa node free memory, ";
+    const std::string thrown = read + "exception is throwed. (file={dir}/node0/meminfo,";
+    const std::string notFound = read + "not find free size item. (file={dir}/node0/meminfo)";
+    std::string failedItems;
+    for (int item = 0; item < 1024; ++item) {
+        failedItems += Got("x", "stoi");
+    }
+    // clang-format off
+    const std::pair<Call, std::string> rows[] = {
+        {Item("-1"), Got("-1")}, {Item("5-3"), Got("5-3")}, {Item("1-2-3"), "1,2" + Got("1-2-3")}, {Item(""), ""},
+        {Item("3-\n"), Got("3-\\n", "stoi")}, {Item("2147483648"), Got("2147483648", "stoi")},
+        {Item("1021-1024"), "1021,1022,1023,1024" + Got("1021-1024")}, {Item("0-1024"), Got("0-1024", "range wider than 1024 ids")},
+        {Discovery({{"is_cdm_node", "2-3\n"}, {"has_memory", "0-3\n"}, {"has_normal_memory", "2"}}), "1 0,1" + Got("0-3\\n") + Got("2-3\\n") + Managed(0, 1)},
+        {Discovery({{"has_normal_memory", "0,,2"}}), "1 0,2" + Got("0") + Got("2") + Managed(0, 0) + Managed(2, 2)},
+        {Discovery({{"is_cdm_node", "<dir>"}, {"has_memory", "0"}}), "0 7" + Got("0") + cannotOpen + "is_cdm_node."},
+        {Discovery({{"is_cdm_node", overlong}}), "1 " + cannotOpen + "has_memory.|3 0x36 Get is cdm numa node, exception is throwed. (file={dir}/is_cdm_node," + large},
+        {Discovery({{"has_normal_memory", overlong}}), "1 |3 0x36 Get has memory numa node, exception is throwed. (file={dir}/has_normal_memory," + large},
+        {Discovery({{"has_normal_memory", Times("x,", 1024)}}), "1 " + failedItems},
+        {Discovery({{"has_normal_memory", Times("x,", 1025)}}), "1 " + failedItems + DROPPED},
+        {Discovery({{"has_normal_memory", "0-1023,5,1024"}}), "1 " + Joined(GetNumaNodeList("0-1023")) + Got("0-1023") + Got("5") + Got("1024") + DROPPED + Managed(0, 1023)},
+        {Meminfo("Node 0 MemFree:        512 kB\nMemFree: 6 kB"), "1 6" + Success(6)},
+        {Meminfo("MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n"), "0 77" + notFound},
+        {Meminfo("MemFree: 5 kB\nMemFree: -1 kB\n"), "0 77" + notFound},
+        {Meminfo("MemFree:   kB\n"), "0 77" + thrown + "detail=stoul)"},
+        {Meminfo("kB MemFree: 7 kB\nMemFree: 6 kB"), "0 77" + read + "line invalid. (line=kB MemFree: 7 kB)"},
+        {Meminfo("MemFree:kB"), "0 77" + read + "line invalid. (line=MemFree:kB)"},
+        {Meminfo(bound), "1 8" + Success(8)}, {Meminfo(bound + " "), "0 77" + thrown + large},
+        {Meminfo("<dir>"), "0 77" + cannotOpen + "node0/meminfo."}};
+    // clang-format on
+    int row = 0;
+    for (const auto& [call, expected] : rows) {
+        const Tree tree;
+        const std::string result = call(tree);
+        EXPECT_EQ(result + tree.Journal(), expected) << "row " << row++;
     }
 }
 
 MemoryShortageDetector::Clock::time_point fakeNow;
 bool stopNow = false;
 
-// A detector at time 0 on a fresh tree with "os-memory" registered on one device (handle 1).
+// A detector on a fresh tree, started at time 0, with "os-memory" on one device (handle 1).
 class DetectorTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        Sim::Reset();
-        fakeNow = {};
-        stopNow = false;
         ASSERT_TRUE(reporter.RegisterSensorNode({OS_MEMORY_NODE_NAME, 0x0617, 0xD0, -1}));
-        detector.Check(reporter);
+        Check(std::chrono::seconds(0));
     }
-    // Free KB of nodes 0, 1, ... for the check of this minute; the journal lines it added.
-    Lines CheckInMinute(int minute, const std::vector<uint64_t>& freeKb = {})
+    // What the check at this time added to the journal.
+    std::string Check(std::chrono::nanoseconds sinceStart)
+    {
+        const size_t before = tree.Journal().size();
+        fakeNow = MemoryShortageDetector::Clock::time_point(sinceStart);
+        detector.Check(reporter);
+        return tree.Journal().substr(before);
+    }
+    std::string CheckInMinute(int minute, const std::vector<uint64_t>& freeKb)
     {
         for (size_t node = 0; node < freeKb.size(); ++node) {
             tree.Put("node" + std::to_string(node) + "/meminfo", "MemFree: " + std::to_string(freeKb[node]) + " kB");
         }
-        const size_t before = Sim::JournalLines().size();
-        fakeNow = MemoryShortageDetector::Clock::time_point(std::chrono::minutes(minute));
-        detector.Check(reporter);
-        const Lines lines = Journal(tree.Dir());
-        return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
+        return Check(std::chrono::minutes(minute));
     }
-    static std::string Update(int event) { return "hal update dev=0 handle=1 fault=1 event=" + std::to_string(event) + " ret=0"; }
 
     Tree tree;
     DeviceCount devices;
     SensorNodeEventReporter reporter{devices};
-    MemoryShortageDetector detector{tree.Dir(), [] { return fakeNow; }, [] { return stopNow; }};
+    MemoryShortageDetector detector{tree.dir, [] { return fakeNow; }, [] { return stopNow; }};
 };
+
+const std::string RAISED = "|hal update dev=0 handle=1 fault=1 event=1 ret=0";
+const std::string CLEARED = "|hal update dev=0 handle=1 fault=1 event=0 ret=0";
 
 TEST_F(DetectorTest, ChecksOnTheFirstTickSixtySecondsAfterTheLastCheck)
 {
     tree.Put("has_normal_memory", "0");
     tree.Put("node0/meminfo", "MemFree: 100 kB");
+    // clang-format off
     const std::pair<int64_t, bool> ticks[] = {{59'999'999'999, false}, {60'000'000'000, true}, {119'999'999'999, false},
                                               {120'000'000'000, true}, {180'200'000'000, true}, {240'100'000'000, false}};
+    // clang-format on
     for (const auto& [ns, checks] : ticks) {
-        const size_t before = Sim::JournalLines().size();
-        fakeNow = MemoryShortageDetector::Clock::time_point(std::chrono::nanoseconds(ns));
-        detector.Check(reporter);
-        EXPECT_EQ(Sim::JournalLines().size() > before, checks) << ns;
+        EXPECT_EQ(Check(std::chrono::nanoseconds(ns)).empty(), !checks) << ns;
     }
 }
 
@@ -239,48 +218,47 @@ TEST_F(DetectorTest, ReportsBelow16384AndClearsAbove32768WhileTheSumStaysBelowIt
 {
     constexpr uint64_t LIMIT = 107374182400;
     const auto band = [](const char* kb) {
-        return std::string("log 1 0x36 Not need reporting system memory shortage. (freeSize=") + kb + "KB)";
+        return std::string("|1 0x36 Not need reporting system memory shortage. (freeSize=") + kb + "KB)";
     };
     tree.Put("has_normal_memory", "0-1");
-    const struct {
-        std::vector<uint64_t> freeKb;
-        std::string verdict;  // the check's last line when it is a HAL update or the band message
-    } steps[] = {{{16384, 0}, band("16384")}, {{8000, 8383}, Update(1)},     {{0, 16384}, band("16384")},
-                 {{16384, 16384}, band("32768")}, {{100, 0}, ""},         {{16385, 16384}, Update(0)},
-                 {{32769, 0}, ""},              {{LIMIT, 0}, ""},          {{100, 0}, Update(1)},
-                 {{LIMIT - 1, 1}, ""},          {{LIMIT - 2, 1}, Update(0)}};
+    // clang-format off
+    const std::pair<std::vector<uint64_t>, std::string> steps[] = {
+        {{16384, 0}, band("16384")}, {{8000, 8383}, RAISED}, {{0, 16384}, band("16384")}, {{16384, 16384}, band("32768")},
+        {{100, 0}, ""}, {{16385, 16384}, CLEARED}, {{32769, 0}, ""}, {{LIMIT, 0}, ""}, {{100, 0}, RAISED},
+        {{LIMIT - 1, 1}, ""}, {{LIMIT - 2, 1}, CLEARED}};
+    // clang-format on
     int minute = 1;
-    for (const auto& step : steps) {
-        const std::string last = CheckInMinute(minute++, step.freeKb).back();
-        const bool verdict = last.rfind("hal ", 0) == 0 || last.find("Not need") != std::string::npos;
-        EXPECT_EQ(verdict ? last : "", step.verdict) << "minute " << minute - 1;
+    for (const auto& [freeKb, verdict] : steps) {
+        // The check's last record when it is the band message or a HAL update.
+        const std::string journal = CheckInMinute(minute++, freeKb);
+        const std::string last = journal.substr(journal.rfind('|'));
+        EXPECT_EQ(last.find("Success") == std::string::npos ? last : "", verdict) << "minute " << minute - 1;
     }
 }
 
-TEST_F(DetectorTest, KeepsItsNodesAbandonsAFailingCheckAndStopsOnRequest)
+TEST_F(DetectorTest, KeepsItsNodesDropsAFailingCheckStopsOnRequestAndRetriesAnEmptyDiscovery)
 {
+    const std::string cannotOpen = "|3 0x36 Cannot open node statistic file {dir}/";
+    EXPECT_EQ(CheckInMinute(1, {}), cannotOpen + "has_normal_memory." + RAISED);
     tree.Put("has_normal_memory", "0-2");
-    CheckInMinute(1, {10, 10, 10});
+    CheckInMinute(2, {10, 10, 10});
     tree.Put("has_normal_memory", "0");
-    std::filesystem::remove_all(tree.Dir() + "/node1");
-    EXPECT_EQ(CheckInMinute(2, {1000000}), (Lines{"log 1 0x36 Get numa node free memory Success. (node=0,freeSize=1000000KB)",
-                                                   OPEN_FAILED + "node1/meminfo."}));
+    std::filesystem::remove_all(tree.dir + "/node1");
+    EXPECT_EQ(CheckInMinute(3, {1000000}),
+              "|1 0x36 Get numa node free memory Success. (node=0,freeSize=1000000KB)" + cannotOpen + "node1/meminfo.");
     stopNow = true;
-    EXPECT_EQ(CheckInMinute(3, {10, 10, 10}), Lines{});
+    EXPECT_EQ(CheckInMinute(4, {100000, 100000, 100000}), "");
     stopNow = false;
-    const Lines lines = CheckInMinute(4, {100000, 100000, 100000});
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const std::string& line) { return line.find("Success") != std::string::npos; }), 3);
-    EXPECT_EQ(lines.back(), Update(0)) << "the three nodes found first are read, and the shortage stood";
+    const std::string journal = CheckInMinute(5, {100000, 100000, 100000});
+    EXPECT_EQ(journal.substr(journal.find("(node=2")), "(node=2,freeSize=100000KB)" + CLEARED);
 }
 
-TEST_F(DetectorTest, RetriesAnEmptyDiscoveryAndStopsForGoodAfterAFailedOne)
+TEST_F(DetectorTest, StopsForGoodAfterAFailedDiscovery)
 {
-    EXPECT_EQ(CheckInMinute(1), (Lines{OPEN_FAILED + "has_normal_memory.", Update(1)}));
-    EXPECT_EQ(CheckInMinute(2), Lines{OPEN_FAILED + "has_normal_memory."});
     tree.Put("is_cdm_node", "<dir>");
-    EXPECT_EQ(CheckInMinute(3), (Lines{OPEN_FAILED + "has_memory.", OPEN_FAILED + "is_cdm_node."}));
-    std::filesystem::remove_all(tree.Dir() + "/is_cdm_node");
-    EXPECT_EQ(CheckInMinute(4, {10}), Lines{}) << "no file is read once discovery failed";
+    CheckInMinute(1, {});
+    std::filesystem::remove_all(tree.dir + "/is_cdm_node");
+    EXPECT_EQ(CheckInMinute(2, {10}), "");
 }
 
 }  // namespace

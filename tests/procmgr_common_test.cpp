@@ -1,10 +1,10 @@
 // The name tables at their edges, IsStrDigits, the retry loop (what is retried, how often, how long
 // each wait is, and that a signal costs neither time nor an attempt), and each wrapper's call.
 #include <cerrno>
-#include <climits>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/sim/control.h"
@@ -14,29 +14,20 @@
 namespace ProcMgr {
 namespace {
 
-using NameFunction = std::string (*)(unsigned long);
-const NameFunction NAME_FUNCTIONS[] = {GetReportAppStateTypeStr, GetProcessStateStr, GetBaseServiceStateTypeStr,
-                                       GetAppExecStateStr,       GetOptionType,      GetGroupOwner,
-                                       GetAppState,              GetSysState};
-
 TEST(NameTables, EdgeRowsAndKeysBeyondTheTables)
 {
-    const struct {
-        NameFunction name;
-        unsigned long key;
-        const char* expected;
-    } rows[] = {
+    using Name = std::string (*)(unsigned long);
+    // clang-format off
+    const std::tuple<Name, unsigned long, const char*> rows[] = {
         {GetReportAppStateTypeStr, 5, "INVALID_INTERMEDIATE_STATE"}, {GetReportAppStateTypeStr, 6, ""},
-        {GetProcessStateStr, 5, "RESTARTING"},    {GetBaseServiceStateTypeStr, 1, "RESTARTING"},
-        {GetAppExecStateStr, 2, ""},              {GetOptionType, 3, ""},
-        {GetGroupOwner, 3, ""},                   {GetAppState, 6, "START_FAILED_BY_EIO"},
-        {GetAppState, 7, ""},                     {GetSysState, 0, "OFF"},
-        {GetSysState, 4, "CALIBRATION"},          {GetSysState, 5, ""},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.name(row.key), row.expected) << "key " << row.key;
-    }
-    for (const NameFunction name : NAME_FUNCTIONS) {
+        {GetProcessStateStr, 5, "RESTARTING"}, {GetBaseServiceStateTypeStr, 1, "RESTARTING"},
+        {GetBaseServiceStateTypeStr, 3, "TERMINATING"}, {GetAppExecStateStr, 1, "TERMINATED"}, {GetAppExecStateStr, 2, ""},
+        {GetOptionType, 2, "RESTART"}, {GetOptionType, 3, ""}, {GetGroupOwner, 2, "APPMGR"}, {GetGroupOwner, 3, ""},
+        {GetAppState, 6, "START_FAILED_BY_EIO"}, {GetAppState, 7, ""},
+        {GetSysState, 0, "OFF"}, {GetSysState, 4, "CALIBRATION"}, {GetSysState, 5, ""}};
+    // clang-format on
+    for (const auto& [name, key, expected] : rows) {
+        EXPECT_EQ(name(key), expected) << key;
         EXPECT_EQ(name(static_cast<unsigned long>(-1)), "");
     }
     std::string copy = GetProcessStateStr(5);
@@ -46,57 +37,57 @@ TEST(NameTables, EdgeRowsAndKeysBeyondTheTables)
 
 TEST(NameTables, IsStrDigitsAcceptsOnlyTheTenDigits)
 {
-    EXPECT_TRUE(IsStrDigits(""));
-    EXPECT_TRUE(IsStrDigits("0123456789"));
-    for (const std::string& text : std::vector<std::string>{"+1", "-1", " 1", "1.5", "12a", "1\xb2", {"1\0" "2", 3}}) {
+    EXPECT_TRUE(IsStrDigits("") && IsStrDigits("0123456789"));
+    for (const std::string& text : std::vector<std::string>{"+1",
+                                                            "-1",
+                                                            " 1",
+                                                            "1.5",
+                                                            "12a",
+                                                            "1\xb2",
+                                                            {"1\0"
+                                                             "2",
+                                                             3}}) {
         EXPECT_FALSE(IsStrDigits(text)) << text;
     }
 }
 
-// Scripted answers (the last repeats) and a nanosleep that answers EINTR with what is left, as
-// scripted, then succeeds. Events: "C" for a call, the requested ns for a sleep.
-std::string RunRetry(const BusyRetry& retry, std::vector<int> answers, std::vector<long> interruptedLeftNs,
-                     int& result)
+// Scripted answers (the last repeats) and a nanosleep that answers EINTR, writing back what is
+// left, for as long as it has scripted remainders. Events: "C" a call, the requested ns a sleep.
+std::string Retry(const BusyRetry& retry, std::vector<int> answers, std::vector<long> leftNs, int& result)
 {
     std::string events;
     size_t calls = 0;
-    result = CallWhileBusy(
-        [&] {
-            events += "C ";
-            return answers[std::min(calls++, answers.size() - 1)];
-        },
-        retry,
-        [&](const timespec* requested, timespec* left) {
-            events += std::to_string(requested->tv_sec * 1000000000L + requested->tv_nsec) + " ";
-            if (interruptedLeftNs.empty()) {
-                return 0;
-            }
-            *left = {0, interruptedLeftNs.front()};
-            interruptedLeftNs.erase(interruptedLeftNs.begin());
-            errno = EINTR;
-            return -1;
-        });
+    const auto call = [&] {
+        events += "C ";
+        return answers[std::min(calls++, answers.size() - 1)];
+    };
+    const auto sleep = [&](const timespec* requested, timespec* left) {
+        events += std::to_string(requested->tv_sec * 1000000000L + requested->tv_nsec) + " ";
+        if (leftNs.empty()) {
+            return 0;
+        }
+        *left = {0, leftNs.front()};
+        leftNs.erase(leftNs.begin());
+        errno = EINTR;
+        return -1;
+    };
+    result = CallWhileBusy(call, retry, sleep);
     return events;
 }
 
-std::string Busy(int times, const char* waitNs)
+std::string Busy(int times, const std::string& waitNs)
 {
     std::string events;
     for (int i = 0; i < times; ++i) {
-        events += std::string("C ") + waitNs + " ";
+        events += "C " + waitNs + " ";
     }
     return events;
 }
 
 TEST(Wrappers, RetryOnlyTheirBusyCodeWithinTheBudgetAndWaitOutSignals)
 {
-    const struct {
-        BusyRetry retry;
-        std::vector<int> answers;
-        std::vector<long> interruptedLeftNs;
-        int result;
-        std::string events;
-    } rows[] = {
+    // clang-format off
+    const std::tuple<BusyRetry, std::vector<int>, std::vector<long>, int, std::string> rows[] = {
         {SEND_RETRY, {0}, {}, 0, "C "},
         {SEND_RETRY, {-11, -11, -11, 0}, {}, 0, Busy(3, "5000000") + "C "},
         {SEND_RETRY, {-11}, {}, -11, Busy(401, "5000000")},
@@ -104,12 +95,12 @@ TEST(Wrappers, RetryOnlyTheirBusyCodeWithinTheBudgetAndWaitOutSignals)
         {SEND_RETRY, {-16}, {}, -16, "C "},
         {CLOSE_RETRY, {-16}, {}, -16, Busy(10, "100000000")},
         {CLOSE_RETRY, {-11}, {}, -11, "C "},
-        {SEND_RETRY, {-11, 0}, {3000000, 250000}, 0, "C 5000000 3000000 250000 C "},
-    };
-    for (const auto& row : rows) {
-        int result = 0;
-        EXPECT_EQ(RunRetry(row.retry, row.answers, row.interruptedLeftNs, result), row.events);
-        EXPECT_EQ(result, row.result);
+        {SEND_RETRY, {-11, 0}, {3000000, 250000}, 0, "C 5000000 3000000 250000 C "}};
+    // clang-format on
+    for (const auto& [retry, answers, leftNs, result, events] : rows) {
+        int answer = 0;
+        EXPECT_EQ(Retry(retry, answers, leftNs, answer), events);
+        EXPECT_EQ(answer, result);
     }
 }
 
@@ -118,19 +109,20 @@ TEST(Wrappers, EachCallsItsFunctionWithItsArgumentsUntilNotBusy)
     Sim::Settings settings;
     settings.ezcomBusyCalls = 1;
     Sim::Apply(settings);
-    EXPECT_EQ(ProcMgrEzcomSendRequest(3, nullptr), 0);
-    EXPECT_EQ(ProcMgrEzcomSendResponse(4, nullptr), 0);
-    EXPECT_EQ(ProcMgrEzcomRPCSync(5, nullptr, nullptr), 0);
-    EXPECT_EQ(ProcMgrEzcomTimedRPCSync(6, nullptr, nullptr, 250), 0);
+    // A braced list calls them in order.
+    const std::vector<int> results{ProcMgrEzcomSendRequest(3, nullptr), ProcMgrEzcomSendResponse(4, nullptr),
+                                   ProcMgrEzcomRPCSync(5, nullptr, nullptr),
+                                   ProcMgrEzcomTimedRPCSync(6, nullptr, nullptr, 250)};
+    EXPECT_EQ(results, std::vector<int>(4, 0));
     ProcMgrEzcomClosePipe(7);
-    const std::vector<std::string> expected = {
-        "ezcom SendRequest pipe=3 ret=-11",           "ezcom SendRequest pipe=3 ret=0",
-        "ezcom SendResponse pipe=4 ret=-11",          "ezcom SendResponse pipe=4 ret=0",
-        "ezcom RPCSync pipe=5 ret=-11",               "ezcom RPCSync pipe=5 ret=0",
+    // clang-format off
+    EXPECT_EQ(Sim::JournalLines(), (std::vector<std::string>{
+        "ezcom SendRequest pipe=3 ret=-11", "ezcom SendRequest pipe=3 ret=0",
+        "ezcom SendResponse pipe=4 ret=-11", "ezcom SendResponse pipe=4 ret=0",
+        "ezcom RPCSync pipe=5 ret=-11", "ezcom RPCSync pipe=5 ret=0",
         "ezcom TimedRPCSync pipe=6 timeout=250 ret=-11", "ezcom TimedRPCSync pipe=6 timeout=250 ret=0",
-        "ezcom ClosePipe pipe=7 ret=-16",             "ezcom ClosePipe pipe=7 ret=0",
-    };
-    EXPECT_EQ(Sim::JournalLines(), expected);
+        "ezcom ClosePipe pipe=7 ret=-16", "ezcom ClosePipe pipe=7 ret=0"}));
+    // clang-format on
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // A fresh directory under the system's temporary directory, removed with everything in it when the
-// object goes; for tests, fuzz targets and benchmarks that need files of their own.
-#ifndef TESTS_TEMP_DIR_H
-#define TESTS_TEMP_DIR_H
+// object goes; for benchmarks that need files of their own.
+#ifndef BENCH_TEMP_DIR_H
+#define BENCH_TEMP_DIR_H
 
 #include <cstdlib>
 #include <filesystem>
@@ -13,7 +13,7 @@ namespace ProcMgr::Probes {
 
 class TempDir {
 public:
-    // The directory's name starts with prefix. Throws when it cannot be made.
+    // Its name starts with prefix. Throws when it cannot be made.
     explicit TempDir(const std::string& prefix)
         : path((std::filesystem::temp_directory_path() / (prefix + "XXXXXX")).string())
     {
