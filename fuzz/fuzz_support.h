@@ -1,9 +1,6 @@
-// What the fuzz targets share: the stand-ins, quiet, and a way to report a broken invariant.
+// What the fuzz targets share: the stand-ins, quiet.
 #ifndef FUZZ_FUZZ_SUPPORT_H
 #define FUZZ_FUZZ_SUPPORT_H
-
-#include <cstdio>
-#include <cstdlib>
 
 #include "platform/sim/control.h"
 
@@ -17,13 +14,6 @@ inline const bool QUIET_PLATFORM = [] {
     ProcMgr::Sim::Apply(settings);
     return true;
 }();
-
-// Aborts with the message, so that libFuzzer records the input as a crash.
-[[noreturn]] inline void Fail(const char* message)
-{
-    std::fprintf(stderr, "fuzz check failed: %s\n", message);
-    std::abort();
-}
 
 }  // namespace FuzzSupport
 

@@ -2,7 +2,6 @@
 // detector's period, thresholds, sum limit and states, seen through the stand-ins' journal.
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <gtest/gtest.h>
 #include <regex>
 #include <stdexcept>
@@ -47,62 +46,28 @@ struct Tree {
     }();
 };
 
-template <typename Ids>
-std::string Joined(const Ids& ids)
+// The files, then discovery into a set that holds 7: "0 7" before the journal when it failed and
+// left the set, nothing when it found nodes (named in the journal).
+std::string Discovery(const Tree& tree, const std::vector<std::pair<std::string, std::string>>& files)
 {
-    std::string text;
-    for (const int32_t id : ids) {
-        text += (text.empty() ? "" : ",") + std::to_string(id);
+    for (const auto& [name, text] : files) {
+        tree.Put(name, text);
     }
-    return text;
+    NumaNodeSet nodes{7};
+    return GetOsManagedNumaNodes(nodes, tree.dir) ? "" : "0 " + std::to_string(*nodes.begin());
 }
 
-using Call = std::function<std::string(const Tree&)>;
-
-Call Item(const std::string& item)
+// Node 0's meminfo, then its read into 77: "77" before the journal when it failed.
+std::string Meminfo(const Tree& tree, const std::string& text)
 {
-    return [item](const Tree&) { return Joined(GetNumaNodeList(item)); };
+    tree.Put("node0/meminfo", text);
+    uint64_t freeKb = 77;
+    return GetNumaNodeFreeMemory(0, freeKb, tree.dir) ? "" : std::to_string(freeKb);
 }
 
-// The files, then discovery into a set that holds 7: its result and the set.
-Call Discovery(std::vector<std::pair<std::string, std::string>> files)
+std::string Times(const std::string& text, int times)
 {
-    return [files](const Tree& tree) {
-        for (const auto& [name, text] : files) {
-            tree.Put(name, text);
-        }
-        NumaNodeSet nodes{7};
-        const bool found = GetOsManagedNumaNodes(nodes, tree.dir);
-        return std::to_string(found) + " " + Joined(nodes);
-    };
-}
-
-// Node 0's meminfo, then its read into 77: the result and the value.
-Call Meminfo(const std::string& text)
-{
-    return [text](const Tree& tree) {
-        tree.Put("node0/meminfo", text);
-        uint64_t freeKb = 77;
-        const bool read = GetNumaNodeFreeMemory(0, freeKb, tree.dir);
-        return std::to_string(read) + " " + std::to_string(freeKb);
-    };
-}
-
-const std::string DROPPED =
-    "|3 0x36 Get numa node list, more than 1024 items or nodes, rest dropped. (file={dir}/has_normal_memory)";
-
-std::string Success(uint64_t freeKb)
-{
-    return "|1 0x36 Get numa node free memory Success. (node=0,freeSize=" + std::to_string(freeKb) + "KB)";
-}
-
-std::string Times(const std::string& text, size_t times)
-{
-    std::string out;
-    while (times-- > 0) {
-        out += text;
-    }
-    return out;
+    return times == 0 ? "" : text + Times(text, times - 1);
 }
 
 std::string Got(const std::string& item, const std::string& failure = "")
@@ -115,11 +80,9 @@ std::string Got(const std::string& item, const std::string& failure = "")
 
 std::string Managed(int32_t first, int32_t last)
 {
-    std::string text;
-    for (int32_t id = first; id <= last; ++id) {
-        text += "|1 0x1000036 numa node " + std::to_string(id) + " is managed by os.";
-    }
-    return text;
+    return first > last
+               ? ""
+               : "|1 0x1000036 numa node " + std::to_string(first) + " is managed by os." + Managed(first + 1, last);
 }
 
 TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
@@ -128,41 +91,47 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
     const std::string bound = "MemFree: 8 kB\n" + std::string(MAX_SYSFS_FILE_BYTES - 14, ' ');
     const std::string large = "detail=file larger than 65536 bytes)";
     const std::string cannotOpen = "|3 0x36 Cannot open node statistic file {dir}/";
+    const std::string dropped =
+        "|3 0x36 Get numa node list, more than 1024 items or nodes, rest dropped. (file={dir}/has_normal_memory)";
     const std::string read = "|3 0x36 Get numa node free memory, ";
     const std::string thrown = read + "exception is throwed. (file={dir}/node0/meminfo,";
     const std::string notFound = read + "not find free size item. (file={dir}/node0/meminfo)";
-    std::string failedItems;
-    for (int item = 0; item < 1024; ++item) {
-        failedItems += Got("x", "stoi");
-    }
+    const std::string success = "|1 0x36 Get numa node free memory Success. (node=0,freeSize=";
     // clang-format off
-    const std::pair<Call, std::string> rows[] = {
-        {Item("-1"), Got("-1")}, {Item("5-3"), Got("5-3")}, {Item("1-2-3"), "1,2" + Got("1-2-3")}, {Item(""), ""},
-        {Item("3-\n"), Got("3-\\n", "stoi")}, {Item("2147483648"), Got("2147483648", "stoi")},
-        {Item("1021-1024"), "1021,1022,1023,1024" + Got("1021-1024")}, {Item("0-1024"), Got("0-1024", "range wider than 1024 ids")},
-        {Discovery({{"is_cdm_node", "2-3\n"}, {"has_memory", "0-3\n"}, {"has_normal_memory", "2"}}), "1 0,1" + Got("0-3\\n") + Got("2-3\\n") + Managed(0, 1)},
-        {Discovery({{"has_normal_memory", "0,,2"}}), "1 0,2" + Got("0") + Got("2") + Managed(0, 0) + Managed(2, 2)},
-        {Discovery({{"is_cdm_node", "<dir>"}, {"has_memory", "0"}}), "0 7" + Got("0") + cannotOpen + "is_cdm_node."},
-        {Discovery({{"is_cdm_node", overlong}}), "1 " + cannotOpen + "has_memory.|3 0x36 Get is cdm numa node, exception is throwed. (file={dir}/is_cdm_node," + large},
-        {Discovery({{"has_normal_memory", overlong}}), "1 |3 0x36 Get has memory numa node, exception is throwed. (file={dir}/has_normal_memory," + large},
-        {Discovery({{"has_normal_memory", Times("x,", 1024)}}), "1 " + failedItems},
-        {Discovery({{"has_normal_memory", Times("x,", 1025)}}), "1 " + failedItems + DROPPED},
-        {Discovery({{"has_normal_memory", "0-1023,5,1024"}}), "1 " + Joined(GetNumaNodeList("0-1023")) + Got("0-1023") + Got("5") + Got("1024") + DROPPED + Managed(0, 1023)},
-        {Meminfo("Node 0 MemFree:        512 kB\nMemFree: 6 kB"), "1 6" + Success(6)},
-        {Meminfo("MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n"), "0 77" + notFound},
-        {Meminfo("MemFree: 5 kB\nMemFree: -1 kB\n"), "0 77" + notFound},
-        {Meminfo("MemFree:   kB\n"), "0 77" + thrown + "detail=stoul)"},
-        {Meminfo("kB MemFree: 7 kB\nMemFree: 6 kB"), "0 77" + read + "line invalid. (line=kB MemFree: 7 kB)"},
-        {Meminfo("MemFree:kB"), "0 77" + read + "line invalid. (line=MemFree:kB)"},
-        {Meminfo(bound), "1 8" + Success(8)}, {Meminfo(bound + " "), "0 77" + thrown + large},
-        {Meminfo("<dir>"), "0 77" + cannotOpen + "node0/meminfo."}};
+    const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> lists[] = {
+        {{{"has_normal_memory", "-1,5-3,,1-2-3"}}, Got("-1") + Got("5-3") + Got("1-2-3") + Managed(1, 2)},
+        {{{"has_normal_memory", "3-\n"}}, Got("3-\\n", "stoi")},
+        {{{"has_normal_memory", "2147483648,1021-1024"}}, Got("2147483648", "stoi") + Got("1021-1024") + Managed(1021, 1024)},
+        {{{"has_normal_memory", "0-1024"}}, Got("0-1024", "range wider than 1024 ids")},
+        {{{"is_cdm_node", "2-3\n"}, {"has_memory", "0-3\n"}, {"has_normal_memory", "2"}}, Got("0-3\\n") + Got("2-3\\n") + Managed(0, 1)},
+        {{{"is_cdm_node", "<dir>"}, {"has_memory", "0"}}, "0 7" + Got("0") + cannotOpen + "is_cdm_node."},
+        {{{"is_cdm_node", overlong}}, cannotOpen + "has_memory.|3 0x36 Get is cdm numa node, exception is throwed. (file={dir}/is_cdm_node," + large},
+        {{{"has_normal_memory", overlong}}, "|3 0x36 Get has memory numa node, exception is throwed. (file={dir}/has_normal_memory," + large},
+        {{{"has_normal_memory", Times("x,", 1024)}}, Times(Got("x", "stoi"), 1024)},
+        {{{"has_normal_memory", Times("x,", 1025)}}, Times(Got("x", "stoi"), 1024) + dropped},
+        {{{"has_normal_memory", "0-1023,5,1024"}}, Got("0-1023") + Got("5") + Got("1024") + dropped + Managed(0, 1023)}};
+    const std::pair<std::string, std::string> meminfos[] = {
+        {"Node 0 MemFree:        512 kB\nMemFree: 6 kB", success + "6KB)"},
+        {"MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n", "77" + notFound},
+        {"MemFree: 5 kB\nMemFree: -1 kB\n", "77" + notFound},
+        {"MemFree:   kB\n", "77" + thrown + "detail=stoul)"},
+        {"kB MemFree: 7 kB\nMemFree: 6 kB", "77" + read + "line invalid. (line=kB MemFree: 7 kB)"},
+        {"MemFree:kB", "77" + read + "line invalid. (line=MemFree:kB)"},
+        {bound, success + "8KB)"}, {bound + " ", "77" + thrown + large},
+        {"<dir>", "77" + cannotOpen + "node0/meminfo."}};
     // clang-format on
-    int row = 0;
-    for (const auto& [call, expected] : rows) {
+    for (const auto& [files, expected] : lists) {
         const Tree tree;
-        const std::string result = call(tree);
-        EXPECT_EQ(result + tree.Journal(), expected) << "row " << row++;
+        const std::string result = Discovery(tree, files);
+        EXPECT_EQ(result + tree.Journal(), expected) << files.back().second.substr(0, 20);
     }
+    for (const auto& [text, expected] : meminfos) {
+        const Tree tree;
+        const std::string result = Meminfo(tree, text);
+        EXPECT_EQ(result + tree.Journal(), expected) << text.substr(0, 20);
+    }
+    const Tree tree;
+    EXPECT_TRUE(GetNumaNodeList("").empty() && tree.Journal().empty());
 }
 
 MemoryShortageDetector::Clock::time_point fakeNow;

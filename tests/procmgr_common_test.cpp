@@ -38,17 +38,13 @@ TEST(NameTables, EdgeRowsAndKeysBeyondTheTables)
 TEST(NameTables, IsStrDigitsAcceptsOnlyTheTenDigits)
 {
     EXPECT_TRUE(IsStrDigits("") && IsStrDigits("0123456789"));
-    for (const std::string& text : std::vector<std::string>{"+1",
-                                                            "-1",
-                                                            " 1",
-                                                            "1.5",
-                                                            "12a",
-                                                            "1\xb2",
-                                                            {"1\0"
-                                                             "2",
-                                                             3}}) {
+    for (const char* text : {"+1", "-1", " 1", "1.5", "12a", "1\xb2"}) {
         EXPECT_FALSE(IsStrDigits(text)) << text;
     }
+    EXPECT_FALSE(
+        IsStrDigits({"1\0"
+                     "2",
+                     3}));
 }
 
 // Scripted answers (the last repeats) and a nanosleep that answers EINTR, writing back what is
@@ -77,11 +73,7 @@ std::string Retry(const BusyRetry& retry, std::vector<int> answers, std::vector<
 
 std::string Busy(int times, const std::string& waitNs)
 {
-    std::string events;
-    for (int i = 0; i < times; ++i) {
-        events += "C " + waitNs + " ";
-    }
-    return events;
+    return times == 0 ? "" : "C " + waitNs + " " + Busy(times - 1, waitNs);
 }
 
 TEST(Wrappers, RetryOnlyTheirBusyCodeWithinTheBudgetAndWaitOutSignals)

@@ -5,23 +5,16 @@ set -u
 E2E_TMP=$(mktemp -d)
 JOURNAL=$E2E_TMP/journal
 DAEMON_STDERR=$E2E_TMP/stderr
-DAEMON_PID=""
 read -r -a EMULATOR <<<"${E2E_EMULATOR:-}"
 # Never across a mount point: a test in a namespace may have mounted things under it.
 trap 'kill -KILL $(jobs -p) 2>/dev/null; rm -rf --one-file-system "$E2E_TMP"' EXIT
 
 fail() {
-  printf 'FAIL: %s\n---- journal ----\n' "$*"
-  cat "$JOURNAL" 2>/dev/null
-  printf -- '---- daemon stderr ----\n'
+  printf 'FAIL: %s\n---- journal ----\n%s\n---- daemon stderr ----\n' "$*" "$(cat "$JOURNAL" 2>/dev/null)"
   tail -n 40 "$DAEMON_STDERR" 2>/dev/null
   exit 1
 }
-
-skip() {
-  echo "SKIPPED: $*"
-  exit 77
-}
+skip() { echo "SKIPPED: $*" && exit 77; }
 
 # require_namespace WHY: root and a private mount namespace; skipped without them, never in CI.
 require_namespace() {
@@ -51,7 +44,6 @@ start_daemon() {
 wait_daemon() {
   local code=0
   wait "$DAEMON_PID" || code=$?
-  DAEMON_PID=""
   [ "$code" = "$1" ] || fail "exit code $code, expected $1"
 }
 
@@ -90,6 +82,6 @@ journal_text() { sed -E 's/\[proc_launcher\.cpp:[0-9]+\]/[proc_launcher.cpp:N]/'
 # expect_journal [LEFT_OUT] < EXPECTED: the journal, less the lines matching LEFT_OUT, is stdin.
 expect_journal() {
   local differences
-  differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -) || fail "journal differs from the expected one (< journal, > expected):
+  differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -) || fail "journal differs (< journal, > expected):
 $differences"
 }
