@@ -3,7 +3,6 @@
 // from what was delivered, whatever order the threads ran in.
 #include <atomic>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -59,16 +58,10 @@ TEST(LauncherConcurrency, EachChangeIsHandledWholeAndTheHalSeesOneCallAtATime)
     launcher.Deinit();
 
     EXPECT_EQ(Sim::OverlappingHalCalls(), 0U);
-    std::map<std::string, int> registered;  // handle -> registrations less unregistrations
     int callbacks = 0;
     int osMemoryUpdates = 0;
     std::string lastConfigApp;
     for (const std::string& line : Sim::JournalLines()) {
-        const bool registration = line.rfind("hal register ", 0) == 0;
-        if (registration || line.rfind("hal unregister ", 0) == 0) {
-            const size_t handle = line.find("handle=") + 7;
-            registered[line.substr(handle, line.find(' ', handle) - handle)] += registration ? 1 : -1;
-        }
         osMemoryUpdates += line.rfind("hal update dev=0 handle=1 ", 0) == 0 ? 1 : 0;
         if (line.rfind("grp callback ", 0) == 0) {
             ++callbacks;
@@ -83,9 +76,6 @@ TEST(LauncherConcurrency, EachChangeIsHandledWholeAndTheHalSeesOneCallAtATime)
     }
     EXPECT_EQ(callbacks, THREADS * ROUNDS * 7);
     EXPECT_EQ(osMemoryUpdates, reports - 1);  // every report but the first 0 was a change
-    for (const auto& [handle, balance] : registered) {
-        EXPECT_EQ(balance, 0) << "handle " << handle;
-    }
 }
 
 }  // namespace

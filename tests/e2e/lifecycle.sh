@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Start-up, the 200 ms loop and shut-down: every step once and in order, the signals, the exit codes,
-# and the device count asked of the HAL once.
+# The 200 ms loop and the signals, the failed start-ups with their exit code, and the device count
+# asked of the HAL once (the whole journal of a normal run is the state-change test's).
 source "$(dirname "$0")/lib.sh"
 
 CONFIGURE='grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0'
 
-start_daemon PLATFORM_SIM_HAL_DEVICES=2
+start_daemon
 wait_for_line '^grp SetRunning 1$'
 kill -PIPE "$DAEMON_PID"
 # Each 200 ms tick is one sleep, one wake-up of the main thread.
@@ -16,24 +16,6 @@ before=$(switches) && sleep 2 && ticks=$(($(switches) - before))
 before=$(switches) && until [ "$(switches)" != "$before" ]; do :; done
 stop_daemon INT 300
 [ "$STOP_MS" -ge 100 ] || fail "stopped within $STOP_MS ms of a tick: the signal cut the sleep short"
-expect_journal <<EOF
-log 1 0x36 [proc_launcher.cpp:N]start entry...
-$CONFIGURE ret=0
-grp Start ret=0
-hal devnum ret=0 count=2
-hal register dev=0 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=1
-hal register dev=1 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=2
-log 1 0x1000036 [proc_launcher.cpp:N]Register sensor node for os memory success
-grp RegisterAppStateCallback
-grp Run
-grp SetRunning 1
-hal unregister dev=0 handle=1 ret=0
-hal unregister dev=1 handle=2 ret=0
-grp Stop
-log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
-log flush
-ezcom CfgFinishServer
-EOF
 
 start_daemon PLATFORM_SIM_GRP_CONFIGURE_RET=5
 wait_daemon 1
@@ -62,4 +44,4 @@ for run in "128 0 128" "129 0 1" "4 5 1" "0 0 0"; do
   expect_count '^hal devnum ' 1
   expect_count '^hal register .*name=os-memory .*ret=0 ' "$registrations"
 done
-echo "PASS: start-up, $ticks ticks in 2 s, shut-down, exit codes and device counts"
+echo "PASS: $ticks ticks in 2 s, signals, exit codes and device counts"
