@@ -30,8 +30,8 @@ enum class JournalTo {
 struct Settings {
     JournalTo journal = JournalTo::MEMORY;
     std::string journalPath;
-    int logLevel = 1;     // CheckLogLevel answers 1 for levels at or above it
-    bool runLog = true;   // false: it answers 0 for every module carrying the run-log flag
+    int logLevel = 1;    // CheckLogLevel answers 1 for levels at or above it
+    bool runLog = true;  // false: it answers 0 for every module carrying the run-log flag
     uint32_t halDevices = 1;
     int halDevNumResult = 0;
     std::set<std::pair<HalCall, uint32_t>> halFailures;  // these calls answer 7 on that device
@@ -40,7 +40,7 @@ struct Settings {
     std::map<std::string, AppSensorConfig> apps;  // GetAppSensorConfig answers 1 for any other name
     std::map<std::string, int> restartResults;    // RestartApp answers 0 for any other name
     std::string scriptPath;                       // played from the first RegisterAppStateCallback on
-    int64_t ezcomBusyCalls = 0;  // per function, its first N calls answer busy; negative: all of them
+    int64_t ezcomBusyCalls = 0;                   // per function, its first N calls answer busy; negative: all of them
 };
 
 // Stops a script being played, forgets the service's callback, replaces every setting, empties the

@@ -29,8 +29,8 @@ int64_t EnvInteger(const char* name, int64_t fallback, int64_t min, int64_t max)
     if (const std::optional<int64_t> value = ParseInteger(raw, min, max)) {
         return *value;
     }
-    Note("%s='%s' is not an integer in %" PRId64 "..%" PRId64 "; using %" PRId64, name, Escaped(raw).c_str(), min,
-         max, fallback);
+    Note("%s='%s' is not an integer in %" PRId64 "..%" PRId64 "; using %" PRId64, name, Escaped(raw).c_str(), min, max,
+         fallback);
     return fallback;
 }
 
@@ -83,8 +83,7 @@ Settings FromEnvironment()
         Note("PLATFORM_SIM_HAL_FAIL='%s' is not a comma list of register@D, update@D, unregister@D; using none",
              Escaped(failures).c_str());
     }
-    settings.configureResult =
-        static_cast<int>(EnvInteger("PLATFORM_SIM_GRP_CONFIGURE_RET", 0, INT32_MIN, INT32_MAX));
+    settings.configureResult = static_cast<int>(EnvInteger("PLATFORM_SIM_GRP_CONFIGURE_RET", 0, INT32_MIN, INT32_MAX));
     settings.startResult = static_cast<int>(EnvInteger("PLATFORM_SIM_GRP_START_RET", 0, INT32_MIN, INT32_MAX));
     settings.scriptPath = EnvText("PLATFORM_SIM_GRP_SCRIPT");
     settings.ezcomBusyCalls = EnvInteger("PLATFORM_SIM_EZCOM_BUSY", 0, INT32_MIN, INT32_MAX);
@@ -112,7 +111,8 @@ void Install(Platform& platform, const Settings& settings)
 void AppendEscaped(std::string& out, unsigned char byte)
 {
     static constexpr char HEX_DIGITS[] = "0123456789abcdef";
-    static constexpr std::pair<char, const char*> NAMED[] = {{'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}, {'\r', "\\r"}};
+    static constexpr std::pair<char, const char*> NAMED[] = {
+        {'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}, {'\r', "\\r"}};
     for (const auto& [plain, escape] : NAMED) {
         if (byte == static_cast<unsigned char>(plain)) {
             out += escape;

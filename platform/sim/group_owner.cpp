@@ -1,9 +1,10 @@
 // Stand-in for the group-owner service: journals every operation, answers Configure and Start as
 // set, knows the applications' sensor configurations and restart results, and plays the script
 // from the moment a callback is registered until Stop.
+#include "platform/group_owner.h"
+
 #include <cinttypes>
 
-#include "platform/group_owner.h"
 #include "platform/sim/sim.h"
 
 namespace ProcMgr::Sim {
@@ -18,11 +19,12 @@ public:
     int Configure(const GrpOwnerStartupConfig& config) override
     {
         const int result = Locked([](Platform& platform) { return platform.settings.configureResult; });
-        Journal("grp Configure startupConfigPath=%s extraPath=%s resourcePath=%s firstFlag=%d secondFlag=%d "
-                "extraValue=%" PRIu64 " ret=%d",
-                Escaped(config.startupConfigPath).c_str(), Escaped(config.extraPath).c_str(),
-                Escaped(config.resourcePath).c_str(), config.firstFlag ? 1 : 0, config.secondFlag ? 1 : 0,
-                config.extraValue, result);
+        Journal(
+            "grp Configure startupConfigPath=%s extraPath=%s resourcePath=%s firstFlag=%d secondFlag=%d "
+            "extraValue=%" PRIu64 " ret=%d",
+            Escaped(config.startupConfigPath).c_str(), Escaped(config.extraPath).c_str(),
+            Escaped(config.resourcePath).c_str(), config.firstFlag ? 1 : 0, config.secondFlag ? 1 : 0,
+            config.extraValue, result);
         return result;
     }
 

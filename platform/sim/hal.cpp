@@ -36,7 +36,9 @@ private:
 
 int Result(HalCall call, uint32_t devId)
 {
-    return Locked([&](Platform& platform) { return platform.settings.halFailures.count({call, devId}); }) != 0
+    return Locked([&](Platform& platform) {
+               return platform.settings.halFailures.count({call, devId});
+           }) != 0
                ? HAL_INJECTED_FAILURE
                : 0;
 }

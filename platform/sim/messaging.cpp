@@ -9,7 +9,7 @@ using ProcMgr::Sim::Platform;
 
 enum Function : size_t { SEND_REQUEST, SEND_RESPONSE, RPC_SYNC, TIMED_RPC_SYNC, CLOSE_PIPE };
 constexpr const char* FUNCTION_NAMES[ProcMgr::Sim::EZCOM_FUNCTIONS] = {"SendRequest", "SendResponse", "RPCSync",
-                                                                         "TimedRPCSync", "ClosePipe"};
+                                                                       "TimedRPCSync", "ClosePipe"};
 
 // Counted per function, so that a retry loop on one function never uses up another's budget.
 int Answer(Function function)

@@ -36,9 +36,12 @@ using Words = std::vector<std::string>;
 
 std::optional<int64_t> ParseState(const std::string& word)
 {
-    static const std::map<std::string, int32_t> NAMES{
-        {"SWITCH_ON", SWITCH_ON},         {"SWITCH_OFF", SWITCH_OFF},       {"HEART_BEAT_LOST", HEART_BEAT_LOST},
-        {"HEART_BEAT_RECOVERY", HEART_BEAT_RECOVERY}, {"ABNORMAL_EXIT", ABNORMAL_EXIT}, {"ACTIVELY_EXIT", ACTIVELY_EXIT}};
+    static const std::map<std::string, int32_t> NAMES{{"SWITCH_ON", SWITCH_ON},
+                                                      {"SWITCH_OFF", SWITCH_OFF},
+                                                      {"HEART_BEAT_LOST", HEART_BEAT_LOST},
+                                                      {"HEART_BEAT_RECOVERY", HEART_BEAT_RECOVERY},
+                                                      {"ABNORMAL_EXIT", ABNORMAL_EXIT},
+                                                      {"ACTIVELY_EXIT", ACTIVELY_EXIT}};
     const auto named = NAMES.find(word);
     return named != NAMES.end() ? named->second : ParseInteger(word, INT32_MIN, INT32_MAX);
 }
@@ -243,7 +246,8 @@ std::string Player::SetRestartResult(const Words& args)
 
 std::string Player::StartParallel(const Words& args)
 {
-    const std::optional<int64_t> threads = args.size() == 1 ? ParseInteger(args[0], 1, MAX_PARALLEL_THREADS) : std::nullopt;
+    const std::optional<int64_t> threads =
+        args.size() == 1 ? ParseInteger(args[0], 1, MAX_PARALLEL_THREADS) : std::nullopt;
     if (!threads) {
         return "expected 'parallel N' with N in 1..64";
     }

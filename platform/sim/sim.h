@@ -15,7 +15,6 @@
 #include "platform/group_owner.h"
 #include "platform/sim/control.h"
 
-
 namespace ProcMgr::Sim {
 
 constexpr size_t EZCOM_FUNCTIONS = 5;
