@@ -1,6 +1,7 @@
 // Service threads deliver thousands of state changes while the main thread reports on
 // "os-memory" and then shuts down: nothing may race, deadlock or send the HAL a non-change.
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <thread>
 
@@ -20,19 +21,19 @@ TEST_F(LauncherTest, ConcurrentStateChangesMemoryReportsAndShutdown)
     ProcLauncher launcher;
     ASSERT_EQ(launcher.Init(), 0);
     std::atomic<bool> stop{false};
-    std::atomic<int> delivered{0};
     std::vector<std::thread> service;
     for (int t = 0; t < 4; ++t) {
         service.emplace_back([&, t] {
             for (int i = 0; i < 2000 && !stop.load(); ++i) {
                 const auto state = static_cast<AppReportState>((i * 7 + t) % 7);  // 6 is outside the enumeration
                 installedCallback("app" + std::to_string((i + t) % APPS), 1000 + t, state);
-                delivered.fetch_add(1);
             }
         });
     }
-    // Threads start slowly under an emulator; the reports and the shutdown must overlap deliveries.
-    while (delivered.load() < 100) {
+    // Threads start slowly under an emulator; the reports and the shutdown must overlap deliveries,
+    // and an application's event must reach the HAL before the shutdown refuses new nodes.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (Fakes::HalCalls("update").empty() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::yield();
     }
     for (int i = 0; i < 500; ++i) {
