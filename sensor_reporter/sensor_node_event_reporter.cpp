@@ -45,6 +45,9 @@ SensorNodeEventReporter::SensorNodeEventReporter(DeviceCount& sharedCount) : dev
 bool SensorNodeEventReporter::RegisterSensorNode(const SensorNodeConfig& config)
 {
     const std::lock_guard<std::mutex> lock(mutex);
+    if (closed) {
+        return false;
+    }
     if (sensorNodes.count(config.name) != 0) {
         return true;
     }
@@ -81,6 +84,8 @@ bool SensorNodeEventReporter::UnregisterSensorNode(const std::string& name)
 bool SensorNodeEventReporter::UnregisterAllSensorNodes()
 {
     const std::lock_guard<std::mutex> lock(mutex);
+    // State changes still arrive until the service stops; a node registered now would outlive us.
+    closed = true;
     bool allUnregistered = true;
     while (!sensorNodes.empty()) {
         allUnregistered = RemoveNode(sensorNodes.begin()) && allUnregistered;

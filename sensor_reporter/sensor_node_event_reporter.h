@@ -52,12 +52,14 @@ public:
     SensorNodeEventReporter& operator=(const SensorNodeEventReporter&) = delete;
 
     // true when the node is registered, now or before (an existing node is left unchanged, even on
-    // devices where the HAL refused it); false only when the name does not fit the HAL record.
+    // devices where the HAL refused it); false when the name does not fit the HAL record, or once
+    // UnregisterAllSensorNodes has closed the registry.
     bool RegisterSensorNode(const SensorNodeConfig& config);
     // false when a HAL unregistration failed; the node leaves the registry either way. true for
     // names that are not registered.
     bool UnregisterSensorNode(const std::string& name);
-    // As UnregisterSensorNode for every node, in name order; the registry is empty afterwards.
+    // As UnregisterSensorNode for every node, in name order; afterwards the registry is empty and
+    // refuses registrations.
     bool UnregisterAllSensorNodes();
     // Passes an event that differs from the node's last one to every device holding a handle.
     // Unknown names are ignored.
@@ -72,6 +74,7 @@ private:
     static int32_t GetFaultValue(uint8_t sensorType, uint16_t nodeType);
 
     NodeMap sensorNodes;
+    bool closed = false;  // set by UnregisterAllSensorNodes, for the rest of the reporter's life
     std::mutex mutex;
     DeviceCount* deviceCount;
 };
