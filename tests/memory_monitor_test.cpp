@@ -99,7 +99,7 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
     const std::string success = "|1 0x36 Get numa node free memory Success. (node=0,freeSize=";
     // clang-format off
     const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> lists[] = {
-        {{{"has_normal_memory", "-1,5-3,,1-2-3"}}, Got("-1") + Got("5-3") + Got("1-2-3") + Managed(1, 2)},
+        {{{"has_normal_memory", "-1,5-3,,1-2-3,7-7"}}, Got("-1") + Got("5-3") + Got("1-2-3") + Got("7-7") + Managed(1, 2) + Managed(7, 7)},
         {{{"has_normal_memory", "3-\n"}}, Got("3-\\n", "stoi")},
         {{{"has_normal_memory", "2147483648,1021-1024"}}, Got("2147483648", "stoi") + Got("1021-1024") + Managed(1021, 1024)},
         {{{"has_normal_memory", "0-1024"}}, Got("0-1024", "range wider than 1024 ids")},

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/sim/control.h"
@@ -44,9 +45,9 @@ TEST(NameTables, IsStrDigitsAcceptsOnlyTheTenDigits)
                      3}));
 }
 
-// Scripted answers (the last repeats) and a nanosleep that answers EINTR, writing back what is
-// left, for as long as it has scripted remainders. Events: "C" a call, the requested ns a sleep.
-std::string Retry(const BusyRetry& retry, std::vector<int> answers, std::vector<long> leftNs, int& result)
+// Scripted answers (the last repeats), and a nanosleep whose first wait, when interrupted, a signal
+// cuts short with 1 ms left. Events: "C" for a call, the requested ns for a sleep.
+std::string Retry(const BusyRetry& retry, const std::vector<int>& answers, bool interrupted, int& result)
 {
     std::string events;
     size_t calls = 0;
@@ -56,13 +57,9 @@ std::string Retry(const BusyRetry& retry, std::vector<int> answers, std::vector<
     };
     const auto sleep = [&](const timespec* requested, timespec* left) {
         events += std::to_string(requested->tv_sec * 1000000000L + requested->tv_nsec) + " ";
-        if (leftNs.empty()) {
-            return 0;
-        }
-        *left = {0, leftNs.front()};
-        leftNs.erase(leftNs.begin());
+        *left = {0, 1000000};
         errno = EINTR;
-        return -1;
+        return std::exchange(interrupted, false) ? -1 : 0;
     };
     result = CallWhileBusy(call, retry, sleep);
     return events;
@@ -76,19 +73,19 @@ std::string Busy(int times, const std::string& waitNs)
 TEST(Wrappers, RetryOnlyTheirBusyCodeWithinTheBudgetAndWaitOutSignals)
 {
     // clang-format off
-    const std::tuple<BusyRetry, std::vector<int>, std::vector<long>, int, std::string> rows[] = {
-        {SEND_RETRY, {0}, {}, 0, "C "},
-        {SEND_RETRY, {-11, -11, -11, 0}, {}, 0, Busy(3, "5000000") + "C "},
-        {SEND_RETRY, {-11}, {}, -11, Busy(401, "5000000")},
-        {SEND_RETRY, {-11, -5}, {}, -5, Busy(1, "5000000") + "C "},
-        {SEND_RETRY, {-16}, {}, -16, "C "},
-        {CLOSE_RETRY, {-16}, {}, -16, Busy(10, "100000000")},
-        {CLOSE_RETRY, {-11}, {}, -11, "C "},
-        {SEND_RETRY, {-11, 0}, {3000000, 250000}, 0, "C 5000000 3000000 250000 C "}};
+    const std::tuple<BusyRetry, std::vector<int>, bool, int, std::string> rows[] = {
+        {SEND_RETRY, {0}, false, 0, "C "},
+        {SEND_RETRY, {-11, -11, -11, 0}, false, 0, Busy(3, "5000000") + "C "},
+        {SEND_RETRY, {-11}, false, -11, Busy(401, "5000000")},
+        {SEND_RETRY, {-11, -5}, false, -5, Busy(1, "5000000") + "C "},
+        {SEND_RETRY, {-16}, false, -16, "C "},
+        {CLOSE_RETRY, {-16}, false, -16, Busy(10, "100000000")},
+        {CLOSE_RETRY, {-11}, false, -11, "C "},
+        {SEND_RETRY, {-11, 0}, true, 0, "C 5000000 1000000 C "}};
     // clang-format on
-    for (const auto& [retry, answers, leftNs, result, events] : rows) {
+    for (const auto& [retry, answers, interrupted, result, events] : rows) {
         int answer = 0;
-        EXPECT_EQ(Retry(retry, answers, leftNs, answer), events);
+        EXPECT_EQ(Retry(retry, answers, interrupted, answer), events);
         EXPECT_EQ(answer, result);
     }
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Application state changes through the group-owner stand-in on two devices: which states register
-# a node, raise or clear its fault, withdraw it or ask for a restart, with what answer; then the same
-# run with the run log off writes exactly the records without the run-log flag.
+# Application state changes through the group-owner stand-in on two devices, the second refusing every
+# unregistration: which states register a node, raise or clear its fault, withdraw it (an active exit
+# answers false when a device refused, the node gone all the same) or ask for a restart, with what
+# answer; then the same run with the run log off writes exactly the records without the flag.
 source "$(dirname "$0")/lib.sh"
 
 cat >"$E2E_TMP/script" <<'EOF'
@@ -27,7 +28,7 @@ state wide 16 SWITCH_ON
 state ghost 19 ACTIVELY_EXIT
 EOF
 play() {
-  start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
+  start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_HAL_FAIL=unregister@1 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
   wait_for_line '^grp callback app=ghost pid=19 '
   stop_daemon INT
 }
@@ -73,8 +74,8 @@ hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
 grp callback app=camera pid=11 state=-1 result=1
 hal unregister dev=0 handle=3 ret=0
-hal unregister dev=1 handle=4 ret=0
-grp callback app=camera pid=11 state=5 result=1
+hal unregister dev=1 handle=4 ret=7
+grp callback app=camera pid=11 state=5 result=0
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
 hal update dev=0 handle=5 fault=0 event=1 ret=0
@@ -94,12 +95,12 @@ hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=9
 grp callback app=wide pid=16 state=0 result=1
 grp callback app=ghost pid=19 state=5 result=1
 hal unregister dev=0 handle=5 ret=0
-hal unregister dev=1 handle=6 ret=0
+hal unregister dev=1 handle=6 ret=7
 hal unregister dev=0 handle=1 ret=0
-hal unregister dev=1 handle=2 ret=0
+hal unregister dev=1 handle=2 ret=7
 hal unregister dev=0 handle=7 ret=0
 hal unregister dev=0 handle=8 ret=0
-hal unregister dev=1 handle=9 ret=0
+hal unregister dev=1 handle=9 ret=7
 grp Stop
 log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
 log flush

@@ -23,14 +23,6 @@ require_namespace() {
   skip "needs root and a mount namespace ($1)"
 }
 
-# enter_namespace WHY: runs the whole test again in a private mount namespace.
-enter_namespace() {
-  require_namespace "$1"
-  [ -n "${E2E_IN_NAMESPACE:-}" ] && return 0
-  rm -rf "$E2E_TMP"
-  exec env E2E_IN_NAMESPACE=1 unshare -m --propagation private bash "$0"
-}
-
 now_ms() { echo $(($(date +%s%N) / 1000000)); }
 
 # start_daemon [VAR=value ...]: the daemon in the background, its journal in $JOURNAL.

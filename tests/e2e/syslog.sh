@@ -3,7 +3,8 @@
 # HAL call, registration and unusable device count. The namespace's /dev is a fresh tmpfs, so that
 # our listener owns /dev/log without touching the machine's.
 source "$(dirname "$0")/lib.sh"
-enter_namespace "binds a socket at /dev/log"
+require_namespace "binds a socket at /dev/log"
+[ -n "${E2E_IN_NAMESPACE:-}" ] || { rm -rf "$E2E_TMP" && exec env E2E_IN_NAMESPACE=1 unshare -m --propagation private bash "$0"; }
 
 mount -t tmpfs tmpfs /dev && mknod -m 666 /dev/null c 1 3 && ln -s /proc/self/fd /dev/fd || fail "cannot set up /dev"
 python3 -c '
@@ -30,11 +31,6 @@ start_daemon PLATFORM_SIM_HAL_DEVICES=3 PLATFORM_SIM_HAL_FAIL=register@1,update@
 wait_for_line '^grp callback app=camera pid=1 state=5 '
 stop_daemon TERM
 expect_count '^hal update dev=0 handle=5 ' 1  # a report that failed everywhere is not sent again
-[ "$(grep '^grp callback' "$JOURNAL" | cut -d' ' -f3-)" = "app=camera pid=1 state=2 result=1
-app=radar pid=2 state=2 result=1
-app=radar pid=2 state=2 result=1
-app=a1234567890123456789 pid=3 state=0 result=0
-app=camera pid=1 state=5 result=0" ] || fail "callback answers differ"
 start_daemon PLATFORM_SIM_HAL_DEVICES=4 PLATFORM_SIM_HAL_DEVNUM_RET=5
 wait_for_line '^grp SetRunning 1$'
 stop_daemon TERM
