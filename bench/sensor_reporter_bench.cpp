@@ -97,6 +97,7 @@ void ReportEvent(benchmark::State& state, bool change)
         reporter->ReportEvent(registry.Name(report), raise ? 1 : 0);
         ++report;
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK_CAPTURE(ReportEvent, with_change, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(ReportEvent, without_change, false);

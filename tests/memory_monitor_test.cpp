@@ -35,7 +35,7 @@ struct Tree {
     {
         std::string text;
         for (const std::string& line : Sim::JournalLines()) {
-            text += "|" + std::regex_replace(line, std::regex("^log (\\d \\w+) \\[proc_launcher\\.cpp:\\d+\\]"), "$1 ");
+            text += "|" + std::regex_replace(line, std::regex(R"(^log (\d \w+) \[proc_launcher\.cpp:\d+\])"), "$1 ");
         }
         return std::regex_replace(text, std::regex(dir), "{dir}");
     }

@@ -6,10 +6,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <sstream>
+#include <system_error>
 #include <unistd.h>
 
 #include "platform/sim/sim.h"
@@ -43,17 +43,17 @@ std::string Trimmed(const std::string& text)
 // A comma list of register@D, update@D and unregister@D.
 std::optional<std::set<std::pair<HalCall, uint32_t>>> ParseHalFailures(const std::string& text)
 {
-    static const std::map<std::string, HalCall> CALLS{
+    static const std::map<std::string, HalCall> calls{
         {"register", HalCall::REGISTER}, {"update", HalCall::UPDATE}, {"unregister", HalCall::UNREGISTER}};
     std::set<std::pair<HalCall, uint32_t>> failures;
     std::istringstream items(text);
     for (std::string item; std::getline(items, item, ',');) {
         item = Trimmed(item);
         const size_t at = item.find('@');
-        const auto call = CALLS.find(item.substr(0, at));
+        const auto call = calls.find(item.substr(0, at));
         const std::optional<int64_t> device =
             at == std::string::npos ? std::nullopt : ParseInteger(item.substr(at + 1), 0, UINT32_MAX);
-        if (call == CALLS.end() || !device) {
+        if (call == calls.end() || !device) {
             return std::nullopt;
         }
         failures.emplace(call->second, static_cast<uint32_t>(*device));
@@ -103,7 +103,7 @@ void Install(Platform& platform, const Settings& settings)
     platform.journalFd = open(settings.journalPath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (platform.journalFd < 0) {
         Note("cannot open PLATFORM_SIM_JOURNAL='%s' (%s); journal lines go to stderr",
-             Escaped(settings.journalPath).c_str(), std::strerror(errno));
+             Escaped(settings.journalPath).c_str(), std::generic_category().message(errno).c_str());
         platform.settings.journal = JournalTo::STDERR;
     }
 }
@@ -178,23 +178,22 @@ std::string FormatV(const char* format, va_list args)
 
 void Journal(const char* format, ...)
 {
+    if (Locked([](const Platform& platform) { return platform.settings.journal; }) == JournalTo::NOWHERE) {
+        return;
+    }
     va_list args;
     va_start(args, format);
+    std::string line = FormatV(format, args);
+    va_end(args);
     Locked([&](Platform& platform) {
-        const JournalTo to = platform.settings.journal;
-        if (to == JournalTo::NOWHERE) {
-            return;
-        }
-        std::string line = FormatV(format, args);
-        if (to == JournalTo::MEMORY) {
+        if (platform.settings.journal == JournalTo::MEMORY) {
             platform.journal.push_back(std::move(line));
-        } else if (to == JournalTo::FILE) {
+        } else if (platform.settings.journal == JournalTo::FILE) {
             WriteLine(platform.journalFd, std::move(line));
-        } else {
+        } else if (platform.settings.journal == JournalTo::STDERR) {
             WriteLine(STDERR_FILENO, "sim: " + line);
         }
     });
-    va_end(args);
 }
 
 void Note(const char* format, ...)
@@ -245,17 +244,17 @@ void Reset()
 
 std::vector<std::string> JournalLines()
 {
-    return Locked([](Platform& platform) { return platform.journal; });
+    return Locked([](const Platform& platform) { return platform.journal; });
 }
 
 uint64_t OverlappingHalCalls()
 {
-    return Locked([](Platform& platform) { return platform.overlappingHalCalls; });
+    return Locked([](const Platform& platform) { return platform.overlappingHalCalls; });
 }
 
 bool DeliverStateChange(const std::string& appName, int pid, int32_t state)
 {
-    const AppStateCallback callback = Locked([](Platform& platform) { return platform.callback; });
+    const AppStateCallback callback = Locked([](const Platform& platform) { return platform.callback; });
     bool result = false;
     try {
         result = callback && callback(appName, pid, static_cast<AppReportState>(state));

@@ -18,7 +18,7 @@ class SimGroupOwner final : public ProcMgrGrpOwner {
 public:
     int Configure(const GrpOwnerStartupConfig& config) override
     {
-        const int result = Locked([](Platform& platform) { return platform.settings.configureResult; });
+        const int result = Locked([](const Platform& platform) { return platform.settings.configureResult; });
         Journal(
             "grp Configure startupConfigPath=%s extraPath=%s resourcePath=%s firstFlag=%d secondFlag=%d "
             "extraValue=%" PRIu64 " ret=%d",
@@ -30,7 +30,7 @@ public:
 
     int Start() override
     {
-        const int result = Locked([](Platform& platform) { return platform.settings.startResult; });
+        const int result = Locked([](const Platform& platform) { return platform.settings.startResult; });
         Journal("grp Start ret=%d", result);
         return result;
     }
@@ -52,7 +52,7 @@ public:
     // Answers 1, leaving config untouched, for an application that was never declared.
     int GetAppSensorConfig(const std::string& appName, AppSensorConfig& config) override
     {
-        const std::optional<AppSensorConfig> declared = Locked([&](Platform& platform) {
+        const std::optional<AppSensorConfig> declared = Locked([&](const Platform& platform) {
             const auto found = platform.settings.apps.find(appName);
             return found != platform.settings.apps.end() ? std::optional(found->second) : std::nullopt;
         });
@@ -83,7 +83,7 @@ public:
 
     int RestartApp(const std::string& appName) override
     {
-        const int result = Locked([&](Platform& platform) {
+        const int result = Locked([&](const Platform& platform) {
             const auto found = platform.settings.restartResults.find(appName);
             return found != platform.settings.restartResults.end() ? found->second : 0;
         });

@@ -36,7 +36,7 @@ private:
 
 int Result(HalCall call, uint32_t devId)
 {
-    return Locked([&](Platform& platform) {
+    return Locked([&](const Platform& platform) {
                return platform.settings.halFailures.count({call, devId});
            }) != 0
                ? HAL_INJECTED_FAILURE
@@ -48,8 +48,9 @@ int Result(HalCall call, uint32_t devId)
 extern "C" SIM_EXPORT int drvGetDevNum(uint32_t* devNum)
 {
     const CallScope call;
-    const auto [result, devices] = Locked(
-        [](Platform& platform) { return std::pair(platform.settings.halDevNumResult, platform.settings.halDevices); });
+    const auto [result, devices] = Locked([](const Platform& platform) {
+        return std::pair(platform.settings.halDevNumResult, platform.settings.halDevices);
+    });
     if (devNum != nullptr) {
         *devNum = devices;
     }
@@ -58,6 +59,8 @@ extern "C" SIM_EXPORT int drvGetDevNum(uint32_t* devNum)
     return answer;
 }
 
+// The platform declares the record non-const, and the definition must match the declaration.
+// cppcheck-suppress constParameter
 extern "C" SIM_EXPORT int halSensorNodeRegister(uint32_t devId, HalSensorNodeConfig* config, uint64_t* handle)
 {
     const CallScope call;

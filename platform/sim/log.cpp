@@ -41,7 +41,9 @@ std::string Readable(int moduleId, int level, const std::string& text)
 
 extern "C" SIM_EXPORT int CheckLogLevel(int moduleId, int level)
 {
-    return ProcMgr::Sim::Locked([&](Platform& platform) { return Passes(platform.settings, moduleId, level); }) ? 1 : 0;
+    return ProcMgr::Sim::Locked([&](const Platform& platform) { return Passes(platform.settings, moduleId, level); })
+               ? 1
+               : 0;
 }
 
 extern "C" SIM_EXPORT void DlogRecord(int moduleId, int level, const char* fmt, ...)
@@ -50,7 +52,7 @@ extern "C" SIM_EXPORT void DlogRecord(int moduleId, int level, const char* fmt, 
     va_start(args, fmt);
     const std::string text = ProcMgr::Sim::FormatV(fmt, args);
     va_end(args);
-    const auto [to, passes] = ProcMgr::Sim::Locked([&](Platform& platform) {
+    const auto [to, passes] = ProcMgr::Sim::Locked([&](const Platform& platform) {
         return std::pair(platform.settings.journal, Passes(platform.settings, moduleId, level));
     });
     // On stderr a record appears once, in its readable form.

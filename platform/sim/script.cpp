@@ -36,14 +36,14 @@ using Words = std::vector<std::string>;
 
 std::optional<int64_t> ParseState(const std::string& word)
 {
-    static const std::map<std::string, int32_t> NAMES{{"SWITCH_ON", SWITCH_ON},
+    static const std::map<std::string, int32_t> names{{"SWITCH_ON", SWITCH_ON},
                                                       {"SWITCH_OFF", SWITCH_OFF},
                                                       {"HEART_BEAT_LOST", HEART_BEAT_LOST},
                                                       {"HEART_BEAT_RECOVERY", HEART_BEAT_RECOVERY},
                                                       {"ABNORMAL_EXIT", ABNORMAL_EXIT},
                                                       {"ACTIVELY_EXIT", ACTIVELY_EXIT}};
-    const auto named = NAMES.find(word);
-    return named != NAMES.end() ? named->second : ParseInteger(word, INT32_MIN, INT32_MAX);
+    const auto named = names.find(word);
+    return named != names.end() ? named->second : ParseInteger(word, INT32_MIN, INT32_MAX);
 }
 
 std::optional<double> ParseSeconds(const std::string& word)
@@ -76,6 +76,28 @@ std::string Kept(bool kept, const std::string& name)
     return kept ? "" : "more than " + std::to_string(MAX_APPS) + " names; '" + Escaped(name) + "' ignored";
 }
 
+std::string DeclareApp(const Words& args)
+{
+    const std::optional<int64_t> nodeType = args.size() == 3 ? ParseInteger(args[1], 0, UINT32_MAX) : std::nullopt;
+    const std::optional<int64_t> scope = nodeType ? ParseInteger(args[2], INT32_MIN, INT32_MAX) : std::nullopt;
+    if (!scope) {
+        return "expected 'app NAME NODETYPE SCOPE'";
+    }
+    const AppSensorConfig config{static_cast<uint32_t>(*nodeType), static_cast<int32_t>(*scope)};
+    return Kept(Locked([&](Platform& platform) { return Remember(platform.settings.apps, args[0], config); }), args[0]);
+}
+
+std::string SetRestartResult(const Words& args)
+{
+    const std::optional<int64_t> result = args.size() == 2 ? ParseInteger(args[1], INT32_MIN, INT32_MAX) : std::nullopt;
+    if (!result) {
+        return "expected 'restart-ret NAME RET'";
+    }
+    const auto ret = static_cast<int>(*result);
+    return Kept(Locked([&](Platform& platform) { return Remember(platform.settings.restartResults, args[0], ret); }),
+                args[0]);
+}
+
 class Player {
 public:
     static std::unique_ptr<Player> Open(const std::string& path);
@@ -93,8 +115,6 @@ private:
     bool ReadLine(std::string& line, bool& tooLong);
     // An empty text, or why the line was skipped.
     std::string Execute(const std::string& command, const Words& args);
-    std::string DeclareApp(const Words& args);
-    std::string SetRestartResult(const Words& args);
     std::string StartParallel(const Words& args);
     std::string JoinParallel(const Words& args);
     std::string Pause(const Words& args);
@@ -119,7 +139,8 @@ std::unique_ptr<Player> Player::Open(const std::string& path)
 {
     struct stat info {};
     if (stat(path.c_str(), &info) != 0) {
-        Note("cannot open group-owner script '%s' (%s)", Escaped(path).c_str(), std::strerror(errno));
+        Note("cannot open group-owner script '%s' (%s)", Escaped(path).c_str(),
+             std::generic_category().message(errno).c_str());
         return nullptr;
     }
     const bool fifo = S_ISFIFO(info.st_mode);
@@ -131,7 +152,8 @@ std::unique_ptr<Player> Player::Open(const std::string& path)
     // an endless end of file, so one echo after another all arrive.
     FILE* file = std::fopen(path.c_str(), fifo ? "r+e" : "re");
     if (file == nullptr) {
-        Note("cannot open group-owner script '%s' (%s)", Escaped(path).c_str(), std::strerror(errno));
+        Note("cannot open group-owner script '%s' (%s)", Escaped(path).c_str(),
+             std::generic_category().message(errno).c_str());
         return nullptr;
     }
     const int wakeFd = fifo ? open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC) : -1;
@@ -164,13 +186,13 @@ void Player::Play()
     while (!stopping && ReadLine(line, tooLong)) {
         ++lineNumber;
         std::istringstream stream(line);
-        Words words{std::istream_iterator<std::string>(stream), {}};
+        std::string command;
+        stream >> command;
+        const Words args{std::istream_iterator<std::string>(stream), {}};
         if (tooLong) {
             Complain("longer than " + std::to_string(MAX_LINE_BYTES) + " bytes");
-        } else if (!words.empty() && words[0][0] != '#') {
-            const std::string command = words[0];
-            words.erase(words.begin());
-            const std::string reason = Execute(command, words);
+        } else if (!command.empty() && command[0] != '#') {
+            const std::string reason = Execute(command, args);
             if (!reason.empty()) {
                 Complain(reason);
             }
@@ -220,28 +242,6 @@ std::string Player::Execute(const std::string& command, const Words& args)
         return JoinParallel(args);
     }
     return "unknown command '" + Escaped(command) + "'";
-}
-
-std::string Player::DeclareApp(const Words& args)
-{
-    const std::optional<int64_t> nodeType = args.size() == 3 ? ParseInteger(args[1], 0, UINT32_MAX) : std::nullopt;
-    const std::optional<int64_t> scope = nodeType ? ParseInteger(args[2], INT32_MIN, INT32_MAX) : std::nullopt;
-    if (!scope) {
-        return "expected 'app NAME NODETYPE SCOPE'";
-    }
-    const AppSensorConfig config{static_cast<uint32_t>(*nodeType), static_cast<int32_t>(*scope)};
-    return Kept(Locked([&](Platform& platform) { return Remember(platform.settings.apps, args[0], config); }), args[0]);
-}
-
-std::string Player::SetRestartResult(const Words& args)
-{
-    const std::optional<int64_t> result = args.size() == 2 ? ParseInteger(args[1], INT32_MIN, INT32_MAX) : std::nullopt;
-    if (!result) {
-        return "expected 'restart-ret NAME RET'";
-    }
-    const auto ret = static_cast<int>(*result);
-    return Kept(Locked([&](Platform& platform) { return Remember(platform.settings.restartResults, args[0], ret); }),
-                args[0]);
 }
 
 std::string Player::StartParallel(const Words& args)
