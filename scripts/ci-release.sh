@@ -17,8 +17,8 @@ for package in $(sed -n 's/^Package: *//p' debian/control); do
   packages+=("$package")
   debs+=("build/debian/$arch/${package}_${version}_${arch}.deb")
 done
-trap 'dpkg --purge "${packages[@]}" >/dev/null' EXIT
-dpkg -i "${debs[@]}"
+trap 'as_root dpkg --purge "${packages[@]}" >/dev/null' EXIT
+as_root dpkg -i "${debs[@]}"
 
 for test in $(sed -n 's/^Tests: *//p' debian/tests/control); do
   echo "==== debian/tests/$test"
