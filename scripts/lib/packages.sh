@@ -43,10 +43,3 @@ ensure_packages() {
   as_root apt-get update -q >&2 &&
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >&2
 }
-
-# Lets apt install packages of another architecture, ARCH, written PACKAGE:ARCH.
-ensure_architecture() {
-  dpkg --print-foreign-architectures | grep -qx "$1" && return 0
-  echo "packages: adding the architecture $1" >&2
-  as_root dpkg --add-architecture "$1"
-}
