@@ -1,15 +1,17 @@
-# What `cmake --install` puts into a prefix: the daemon, libprocmgr_common.so with its header, a
-# CMake package (find_package(procmgr_common) -> procmgr_common::procmgr_common), a pkg-config
-# file and the systemd unit. The platform stand-ins go only where asked for, with
+# What `cmake --install` puts into a prefix: the daemon with its manual page, libprocmgr_common.so
+# with its header, a CMake package (find_package(procmgr_common) -> procmgr_common::procmgr_common),
+# a pkg-config file and the systemd unit. The platform stand-ins go only where asked for, with
 # `cmake --install <build> --component platform_sim`.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(PROC_LAUNCHER_SYSTEMD_UNIT_DIR "lib/systemd/system" CACHE STRING
-  "Directory of the systemd unit, relative to the install prefix")
+  "Directory of the systemd unit, relative to the install prefix or absolute")
 set(procmgr_common_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/procmgr_common)
 
-install(TARGETS proc_launcher RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# A system daemon, run by systemd rather than by users.
+install(TARGETS proc_launcher RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/docs/proc_launcher.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 
 # The package is written by hand rather than exported: an export would also have to carry the
 # platform libraries that the library links, which are the board's and not ours to ship.
@@ -41,12 +43,12 @@ configure_file(${PROJECT_SOURCE_DIR}/packaging/procmgr_common.pc.in
 install(FILES ${PROJECT_BINARY_DIR}/packaging/procmgr_common.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The unit names the daemon by its absolute path, known only when installing (--prefix, CPack).
+# The unit names the daemon by its absolute path, known only when installing (--prefix).
 set(unit_file ${PROJECT_BINARY_DIR}/packaging/proc_launcher.service)
 install(CODE "
-  set(bindir \"${CMAKE_INSTALL_BINDIR}\")
-  cmake_path(ABSOLUTE_PATH bindir BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
-  set(PROC_LAUNCHER_EXECUTABLE \"\${bindir}/$<TARGET_FILE_NAME:proc_launcher>\")
+  set(sbindir \"${CMAKE_INSTALL_SBINDIR}\")
+  cmake_path(ABSOLUTE_PATH sbindir BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+  set(PROC_LAUNCHER_EXECUTABLE \"\${sbindir}/$<TARGET_FILE_NAME:proc_launcher>\")
   configure_file(\"${PROJECT_SOURCE_DIR}/packaging/proc_launcher.service.in\" \"${unit_file}\" @ONLY)")
 install(FILES ${unit_file} DESTINATION ${PROC_LAUNCHER_SYSTEMD_UNIT_DIR})
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Cross builds the aarch64 preset, runs its tests under qemu-aarch64 and packages it as an arm64
-# .deb. GoogleTest for arm64 is built first from Debian's sources into build/aarch64-deps, which
-# the preset points at.
+# Cross builds the aarch64 preset and runs its tests under qemu-aarch64, then cross-builds and lints
+# the arm64 Debian packages (scripts/debs arm64). GoogleTest for arm64 is built first from Debian's
+# sources into build/aarch64-deps, which the preset points at.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
@@ -19,4 +19,4 @@ fi
 
 cmake --workflow --preset aarch64
 
-scripts/ci-package.sh build/aarch64
+scripts/debs arm64

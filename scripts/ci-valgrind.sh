@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Plays the application-state end-to-end test with the release daemon under valgrind's memcheck. Any memory
+# Plays the application-state end-to-end test with the default build's daemon under valgrind's memcheck. Any memory
 # error or definitely lost block makes valgrind exit 1 instead of the daemon's 0, which the test's
 # exit check turns into a failure; the full valgrind report is printed either way.
 set -euo pipefail
@@ -7,9 +7,9 @@ cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
 ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" valgrind
 
-build=build/release
-cmake --preset release >/dev/null
-cmake --build --preset release --target proc_launcher
+build=build/default
+cmake --preset default >/dev/null
+cmake --build --preset default --target proc_launcher
 
 log=$PWD/$build/valgrind.log
 rm -f "$log".*

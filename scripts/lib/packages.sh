@@ -11,6 +11,21 @@ BUILD_AND_TEST_PACKAGES=(
 # What scripts/bench needs beyond those: libnuma for the peer of the node read, matplotlib for the plot.
 BENCH_PACKAGES=(libnuma-dev python3-matplotlib)
 
+# What building and linting the Debian packages needs (scripts/debs).
+DEB_PACKAGES=(build-essential debhelper lintian)
+
+# Runs a command as root, through sudo when not root.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null 2>&1; then
+    sudo "$@"
+  else
+    echo "packages: $1 needs root; run as root or install sudo" >&2
+    return 1
+  fi
+}
+
 ensure_packages() {
   local missing=() package
   if ! command -v dpkg-query >/dev/null 2>&1; then
@@ -24,15 +39,7 @@ ensure_packages() {
   done
   [ ${#missing[@]} -eq 0 ] && return 0
 
-  local sudo=()
-  if [ "$(id -u)" -ne 0 ]; then
-    if ! command -v sudo >/dev/null 2>&1; then
-      echo "packages: missing ${missing[*]}; run as root or install sudo" >&2
-      return 1
-    fi
-    sudo=(sudo)
-  fi
   echo "packages: installing ${missing[*]}" >&2
-  "${sudo[@]}" apt-get update -q >&2 &&
-    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" >&2
+  as_root apt-get update -q >&2 &&
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >&2
 }

@@ -4,7 +4,7 @@
 # preset against that prefix alone, checks that the daemon resolves every platform library there,
 # and runs the end-to-end tests.
 set -euo pipefail
-cd "$(dirname "$0")/../.."
+cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
 ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" clang
 
