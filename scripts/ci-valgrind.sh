@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Plays the application-state end-to-end test with the default build's daemon under valgrind's memcheck. Any memory
-# error or definitely lost block makes valgrind exit 1 instead of the daemon's 0, which the test's
-# exit check turns into a failure; the full valgrind report is printed either way.
+# Plays the application-state end-to-end test with the default build's daemon under valgrind's
+# memcheck. Any memory error or definitely lost block makes valgrind exit 1 instead of the daemon's
+# 0, which the test's exit check turns into a failure; the full valgrind report is printed either way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
