@@ -31,9 +31,7 @@ TEST(LauncherConcurrency, EachChangeIsHandledWholeAndTheHalSeesOneCallAtATime)
 {
     Sim::Settings settings;
     settings.halDevices = 2;
-    for (const std::string& app : APPS) {
-        settings.apps[app] = {0x1234, 0};
-    }
+    settings.apps = {{"a", {0x1234, 0}}, {"b", {0x1234, 0}}, {"c", {0x1234, 0}}};
     Sim::Apply(settings);
     ProcLauncher launcher;
     ASSERT_EQ(launcher.Init(), 0);
@@ -77,8 +75,9 @@ TEST(LauncherConcurrency, EachChangeIsHandledWholeAndTheHalSeesOneCallAtATime)
         }
     }
     EXPECT_EQ(callbacks, THREADS * ROUNDS * 7);
-    EXPECT_TRUE(std::regex_match(Sim::JournalLines().back(),
-                                 std::regex(R"(log 3 0x36 \[proc_launcher\.cpp:\d+\]Register sensor node for os memory failed)")));
+    EXPECT_TRUE(std::regex_match(
+        Sim::JournalLines().back(),
+        std::regex(R"(log 3 0x36 \[proc_launcher\.cpp:\d+\]Register sensor node for os memory failed)")));
     EXPECT_EQ(osMemoryUpdates, reports - 1);  // every report but the first 0 was a change
 }
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <sstream>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -158,7 +159,12 @@ std::unique_ptr<Player> Player::Open(const std::string& path)
     }
     const int wakeFd = fifo ? open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC) : -1;
     std::unique_ptr<Player> player(new Player(path, file, wakeFd));
-    player->thread = std::thread(&Player::Play, player.get());
+    try {
+        player->thread = std::thread(&Player::Play, player.get());
+    } catch (const std::system_error& error) {
+        Note("cannot play group-owner script '%s': %s", Escaped(path).c_str(), error.what());
+        return nullptr;
+    }
     return player;
 }
 
@@ -172,7 +178,9 @@ Player::~Player()
     if (wakeFd >= 0 && write(wakeFd, "\n", 1) < 0) {
         // A full FIFO wakes the reader anyway.
     }
-    thread.join();
+    if (thread.joinable()) {
+        thread.join();
+    }
     std::fclose(file);
     if (wakeFd >= 0) {
         close(wakeFd);
@@ -307,11 +315,18 @@ void Player::RunParallel()
     parallelThreads = 0;
     std::vector<std::thread> threads;
     for (size_t first = 0; first < workers; ++first) {
-        threads.emplace_back([this, &changes, first, workers] {
+        const auto deliverShare = [this, &changes, first, workers] {
             for (size_t i = first; i < changes.size(); i += workers) {
                 Deliver(changes[i]);
             }
-        });
+        };
+        try {
+            threads.emplace_back(deliverShare);
+        } catch (const std::system_error& error) {
+            Note("group-owner script '%s': no thread for a parallel share (%s); played in line", Escaped(path).c_str(),
+                 error.what());
+            deliverShare();
+        }
     }
     for (std::thread& worker : threads) {
         worker.join();

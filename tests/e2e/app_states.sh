@@ -39,11 +39,12 @@ journal_text | grep -v ' 0x1000036 ' >"$E2E_TMP/without-run-log"
   "SWITCH_OFF SWITCH_ON HEART_BEAT_LOST HEART_BEAT_LOST HEART_BEAT_RECOVERY ABNORMAL_EXIT unknown ACTIVELY_EXIT \
 ABNORMAL_EXIT HEART_BEAT_LOST HEART_BEAT_LOST SWITCH_ON SWITCH_ON ACTIVELY_EXIT " ] ||
   fail "state names differ"
+[ "$(grep -o ' result=.$' "$JOURNAL" | cut -c9 | tr -d '\n')" = 11111110100011 ] || fail "the answers differ"
 grep -q '^log 1 0x1000036 \[proc_launcher\.cpp:[0-9]*\]Receive app state change\. (name=camera,pid=11,state=SWITCH_OFF)$' \
   "$JOURNAL" || fail "no state change record for camera's switch-off"
 # Every change but a switch-off or an active exit asks for the application's sensor entry.
 expect_count '^grp GetAppSensorConfig ' 11
-expect_journal 'Receive app state change|^grp GetAppSensorConfig' <<'EOF'
+expect_journal 'Receive app state change|^grp (GetAppSensorConfig|callback)' <<'EOF'
 log 1 0x36 [proc_launcher.cpp:N]start entry...
 grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=0
 grp Start ret=0
@@ -54,46 +55,32 @@ log 1 0x1000036 [proc_launcher.cpp:N]Register sensor node for os memory success
 grp RegisterAppStateCallback
 grp Run
 grp SetRunning 1
-grp callback app=camera pid=11 state=1 result=1
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=3
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=4
-grp callback app=camera pid=11 state=0 result=1
 hal update dev=0 handle=3 fault=0 event=1 ret=0
 hal update dev=1 handle=4 fault=0 event=1 ret=0
 grp RestartApp app=camera ret=0
-grp callback app=camera pid=11 state=2 result=1
 grp RestartApp app=camera ret=0
-grp callback app=camera pid=11 state=2 result=1
 hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
-grp callback app=camera pid=11 state=3 result=1
 hal update dev=0 handle=3 fault=0 event=1 ret=0
 hal update dev=1 handle=4 fault=0 event=1 ret=0
-grp callback app=camera pid=11 state=4 result=1
 hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
-grp callback app=camera pid=11 state=-1 result=1
 hal unregister dev=0 handle=3 ret=0
 hal unregister dev=1 handle=4 ret=7
-grp callback app=camera pid=11 state=5 result=0
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
 hal update dev=0 handle=5 fault=0 event=1 ret=0
 hal update dev=1 handle=6 fault=0 event=1 ret=0
-grp callback app=camera pid=11 state=4 result=1
 hal register dev=0 name=radar nodeType=0x0617 sensorType=0x27 ret=0 handle=7
 hal update dev=0 handle=7 fault=0 event=1 ret=0
 grp RestartApp app=radar ret=5
 log 3 0x36 [proc_launcher.cpp:N]Restart app failed when in heartbeat lost state. (app=radar)
-grp callback app=radar pid=12 state=2 result=0
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, app yaml not config. (appName=ghost)
-grp callback app=ghost pid=14 state=2 result=0
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, nodeType=0. (appName=dummy)
-grp callback app=dummy pid=15 state=0 result=0
 hal register dev=0 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=8
 hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=9
-grp callback app=wide pid=16 state=0 result=1
-grp callback app=ghost pid=19 state=5 result=1
 hal unregister dev=0 handle=5 ret=0
 hal unregister dev=1 handle=6 ret=7
 hal unregister dev=0 handle=1 ret=0

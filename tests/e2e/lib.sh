@@ -53,8 +53,7 @@ wait_for_line() {
 # long it took. A sanitizer runtime or an emulator does work of its own at exit; presets that bring
 # one add E2E_EXIT_OVERHEAD_MS.
 stop_daemon() {
-  local start
-  start=$(now_ms)
+  local start=$(now_ms)
   kill -s "$1" "$DAEMON_PID" || fail "could not signal the daemon"
   wait_daemon 0
   STOP_MS=$(($(now_ms) - start))
@@ -63,8 +62,7 @@ stop_daemon() {
 
 # expect_count REGEX N: exactly N journal lines match.
 expect_count() {
-  local count
-  count=$(grep -Ec -- "$1" "$JOURNAL")
+  local count=$(grep -Ec -- "$1" "$JOURNAL")
   [ "$count" -eq "$2" ] || fail "$count journal lines match '$1', expected $2"
 }
 
@@ -73,7 +71,7 @@ journal_text() { sed -E 's/\[proc_launcher\.cpp:[0-9]+\]/[proc_launcher.cpp:N]/'
 
 # expect_journal [LEFT_OUT] < EXPECTED: the journal, less the lines matching LEFT_OUT, is stdin.
 expect_journal() {
-  local differences
-  differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -) || fail "journal differs (< journal, > expected):
+  local differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -)
+  [ -z "$differences" ] || fail "journal differs (< journal, > expected):
 $differences"
 }

@@ -7,13 +7,8 @@ require_namespace "binds a socket at /dev/log"
 [ -n "${E2E_IN_NAMESPACE:-}" ] || { rm -rf "$E2E_TMP" && exec env E2E_IN_NAMESPACE=1 unshare -m --propagation private bash "$0"; }
 
 mount -t tmpfs tmpfs /dev && mknod -m 666 /dev/null c 1 3 && ln -s /proc/self/fd /dev/fd || fail "cannot set up /dev"
-python3 -c '
-import socket, sys
-server = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-server.bind("/dev/log")
-out = open(sys.argv[1], "w", buffering=1)
-while True:
-    out.write(server.recv(65536).decode(errors="replace") + "\n")' "$E2E_TMP/syslog" >/dev/null 2>&1 &
+python3 -c 'import socket, sys; s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM); s.bind("/dev/log")
+for datagram in iter(lambda: s.recv(65536), None): print(datagram.decode(errors="replace"), flush=True)' >"$E2E_TMP/syslog" 2>&1 &
 until [ -S /dev/log ]; do sleep 0.02; done
 
 cat >"$E2E_TMP/script" <<'EOF'
