@@ -12,7 +12,7 @@ toolchain=$PWD/cmake/toolchains/aarch64-linux-gnu.cmake
 if [[ ! -f $deps/lib/cmake/GTest/GTestConfig.cmake ]]; then
   cmake -S /usr/src/googletest -B "$deps/build" -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_INSTALL_PREFIX="$PWD/$deps" -DBUILD_GMOCK=ON -DINSTALL_GTEST=ON
+    -DCMAKE_INSTALL_PREFIX="$PWD/$deps" -DBUILD_GMOCK=OFF -DINSTALL_GTEST=ON
   cmake --build "$deps/build"
   cmake --install "$deps/build"
 fi

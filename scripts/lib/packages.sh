@@ -4,7 +4,7 @@
 # The packages the build and every test need.
 BUILD_AND_TEST_PACKAGES=(
   cmake ninja-build g++ pkg-config
-  libgtest-dev libgmock-dev googletest libbenchmark-dev
+  libgtest-dev googletest libbenchmark-dev python3
   faketime util-linux mount binutils
 )
 
