@@ -5,14 +5,17 @@
 # threads start, so that unregistering them at stop takes long enough to catch changes in between.
 source "$(dirname "$0")/lib.sh"
 
-{
-  for app in $(seq 0 63); do echo "app a$app 0x1 0"; echo "state a$app $app SWITCH_ON"; done
-  for _ in 1 2 3 4; do
-    echo "parallel 64"
-    for i in $(seq 0 4095); do echo "state a$((i % 64)) $i $((2 + i / 64 % 2))"; done
-    echo join
-  done
-} >"$E2E_TMP/script"
+# The script is a FIFO fed without end, so that changes are in flight whenever the signal comes,
+# however slow the build (a sanitizer) makes the daemon.
+mkfifo "$E2E_TMP/script"
+awk 'BEGIN {
+  for (app = 0; app < 64; app++) printf "app a%d 0x1 0\nstate a%d %d SWITCH_ON\n", app, app, app
+  for (;;) {
+    print "parallel 64"
+    for (i = 0; i < 4096; i++) printf "state a%d %d %d\n", i % 64, i, 2 + int(i / 64) % 2
+    print "join"
+  }
+}' >"$E2E_TMP/script" 2>/dev/null &
 start_daemon PLATFORM_SIM_HAL_DEVICES=16 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script"
 wait_for_line '^grp callback .* state=2 '
 stop_daemon TERM
