@@ -40,6 +40,8 @@ ensure_packages() {
   [ ${#missing[@]} -eq 0 ] && return 0
 
   echo "packages: installing ${missing[*]}" >&2
-  as_root apt-get update -q >&2 &&
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >&2
+  # Another script installing at the same time holds dpkg's lock for a while; wait for it.
+  as_root apt-get -o DPkg::Lock::Timeout=600 update -q >&2 &&
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 install -y -q \
+      --no-install-recommends "${missing[@]}" >&2
 }
