@@ -72,8 +72,7 @@ void DueCheck(benchmark::State& state)
     WriteNodeTree(tree, nodeCount);
     // The journal holds the HAL's lines only, since no log record is enabled.
     Sim::Apply(QuietSettings(Sim::JournalTo::MEMORY));
-    DeviceCount devices;
-    SensorNodeEventReporter reporter(devices);
+    SensorNodeEventReporter reporter;
     reporter.RegisterSensorNode({OS_MEMORY_NODE_NAME, 0x0617, 0xD0, -1});
     MemoryShortageDetector detector(tree.Path(), &PeriodPerReading);
     detector.Check(reporter);  // starts the period
@@ -120,8 +119,7 @@ void WorstDueCheck(benchmark::State& state)
         std::filesystem::create_directory(nodeDir);
         std::filesystem::create_hard_link(tree.Path() + "/meminfo", nodeDir + "/meminfo");
     }
-    DeviceCount devices;
-    SensorNodeEventReporter reporter(devices);
+    SensorNodeEventReporter reporter;
     // The probes count the CDM list's existence test, both node lists and every node.
     const OperationCounts before = OperationsOnThisThread();
     for (auto _ : state) {

@@ -26,7 +26,7 @@ std::vector<SensorNodeConfig> NodeConfigs()
     return configs;
 }
 
-// The device count is asked once per DeviceCount, so each registry asks it on its first node.
+// The device count is asked once per process, by the first registration, with 128 devices set.
 class LargeRegistry {
 public:
     LargeRegistry() : configs(NodeConfigs())
@@ -38,7 +38,7 @@ public:
 
     std::unique_ptr<SensorNodeEventReporter> EmptyReporter()
     {
-        return std::make_unique<SensorNodeEventReporter>(devices);
+        return std::make_unique<SensorNodeEventReporter>();
     }
 
     // false when a node was refused.
@@ -61,7 +61,6 @@ public:
     const std::string& Name(size_t node) const { return configs[node % NODES].name; }
 
 private:
-    DeviceCount devices;
     std::vector<SensorNodeConfig> configs;
 };
 

@@ -10,13 +10,7 @@ constexpr uint32_t MAX_DEVICE_COUNT = 128;
 constexpr uint32_t FALLBACK_DEVICE_COUNT = 1;
 }  // namespace
 
-uint32_t DeviceCount::Get()
-{
-    std::call_once(queried, [this] { count = Query(); });
-    return count;
-}
-
-uint32_t DeviceCount::Query()
+uint32_t SensorNodeEventReporter::GetDeviceNum()
 {
     uint32_t devNum = 0;
     const int ret = drvGetDevNum(&devNum);
@@ -26,12 +20,6 @@ uint32_t DeviceCount::Query()
     }
     syslog(REPORTER_FAILURE_PRIORITY, "SensorNodeEventReporter GetDeviceNum fail. drvRet=%d, devNum=%u", ret, devNum);
     return FALLBACK_DEVICE_COUNT;
-}
-
-DeviceCount& ProcessDeviceCount()
-{
-    static DeviceCount processCount;
-    return processCount;
 }
 
 }  // namespace ProcMgr

@@ -38,16 +38,9 @@ std::map<uint32_t, uint64_t> RegisterOnDevices(const std::string& name, HalSenso
 }
 }  // namespace
 
-SensorNodeEventReporter::SensorNodeEventReporter() : SensorNodeEventReporter(ProcessDeviceCount()) {}
-
-SensorNodeEventReporter::SensorNodeEventReporter(DeviceCount& sharedCount) : deviceCount(&sharedCount) {}
-
 bool SensorNodeEventReporter::RegisterSensorNode(const SensorNodeConfig& config)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (closed) {
-        return false;
-    }
     if (sensorNodes.count(config.name) != 0) {
         return true;
     }
@@ -84,8 +77,6 @@ bool SensorNodeEventReporter::UnregisterSensorNode(const std::string& name)
 bool SensorNodeEventReporter::UnregisterAllSensorNodes()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    // State changes still arrive until the service stops; a node registered now would outlive us.
-    closed = true;
     bool allUnregistered = true;
     while (!sensorNodes.empty()) {
         allUnregistered = RemoveNode(sensorNodes.begin()) && allUnregistered;
@@ -123,8 +114,9 @@ std::set<uint32_t> SensorNodeEventReporter::GetReportIds(int32_t reportScope)
     if (reportScope > 0) {
         return {0};
     }
+    // Asked once per process, whichever reporter asks first; every reporter shares the answer.
+    static const uint32_t count = GetDeviceNum();
     std::set<uint32_t> reportIds;
-    const uint32_t count = deviceCount->Get();
     for (uint32_t devId = 0; devId < count; ++devId) {
         reportIds.insert(reportIds.end(), devId);
     }
