@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "memory_monitor/memory_monitor.h"
+#include "platform/easy_comm.h"
 #include "platform/launcher_log.h"
 
 namespace ProcMgr {
@@ -77,6 +78,24 @@ int32_t EventOf(AppReportState state)
 bool StopRequested()
 {
     return stopRequested.load();
+}
+
+// Here, so that its records carry lines of the launcher's own source file.
+int RunDaemon()
+{
+    LAUNCHER_LOG_INFO("start entry...");
+    ProcLauncher launcher;
+    if (launcher.Init() != 0) {
+        launcher.Deinit();
+        DlogFlush();
+        return 1;
+    }
+    launcher.RunLoop();
+    launcher.Deinit();
+    LAUNCHER_RUNLOG_INFO("proc_launcher exit.");
+    DlogFlush();
+    (void)EzcomCfgFinishServer();
+    return 0;
 }
 
 int ProcLauncher::Init()

@@ -23,7 +23,8 @@ public:
     // Ignores SIGPIPE, makes SIGINT and SIGTERM stop the loop, and runs the memory check every
     // 200 ms until one of them arrives.
     void RunLoop();
-    // Unregisters every sensor node, then stops the service.
+    // Unregisters every sensor node, then stops the service. The service may still deliver a change
+    // in between, which registers its node again: that node stays at the HAL until the next start.
     void Deinit();
     void RegOsMemorySensorNode();
 
@@ -47,6 +48,10 @@ private:
 
 // Set by SIGINT and SIGTERM once RunLoop has installed its handler; never reset.
 bool StopRequested();
+
+// The daemon's whole run, from the first log record to the exit code: 0 after a stop by SIGINT or
+// SIGTERM; 1 when the group-owner service could not be configured or started.
+int RunDaemon();
 
 }  // namespace ProcMgr
 

@@ -5,7 +5,7 @@
 BUILD_AND_TEST_PACKAGES=(
   cmake ninja-build g++ pkg-config
   libgtest-dev googletest libbenchmark-dev python3
-  faketime util-linux mount binutils
+  faketime util-linux mount binutils strace
 )
 
 # What scripts/bench needs beyond those: libnuma for the peer of the node read, matplotlib for the plot.

@@ -17,6 +17,20 @@ before=$(switches) && until [ "$(switches)" != "$before" ]; do :; done
 stop_daemon INT
 [ "$STOP_MS" -ge 50 ] || fail "stopped within $STOP_MS ms of a tick: the signal cut the sleep short"
 
+# A stop signal that comes while the service's Run runs (strace sends it as the daemon journals its
+# 8th line, "grp Run"): no tick, no sleep, the stop follows SetRunning at once.
+: >"$JOURNAL"
+PLATFORM_SIM_JOURNAL="$JOURNAL" strace -o "$E2E_TMP/trace" -r -P "$JOURNAL" -e trace=write \
+  -e inject=write:signal=TERM:when=8 "${EMULATOR[@]}" "$E2E_DAEMON" 2>"$DAEMON_STDERR" || fail "exit code $?"
+[ "$(sed -n 8p "$JOURNAL")" = "grp Run" ] || fail "the signal did not come during Run"
+awk '/"grp SetRunning 1\\n"/ { getline; gap = $1 } END { exit !(gap != "" && gap < 0.1) }' "$E2E_TMP/trace" ||
+  fail "the loop ran after a signal during Run"
+# The process entry's records carry the lines of their calls in the launcher's source file.
+for record in "start entry..." "proc_launcher exit."; do
+  line=$(grep -nF "\"$record\"" "$(dirname "$0")/../../proc_launcher/proc_launcher.cpp" | cut -d: -f1)
+  grep -qF "[proc_launcher.cpp:$line]$record" "$JOURNAL" || fail "'$record' does not name line $line"
+done
+
 start_daemon PLATFORM_SIM_GRP_CONFIGURE_RET=5
 wait_daemon 1
 expect_journal <<EOF
