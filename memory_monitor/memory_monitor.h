@@ -41,7 +41,8 @@ std::optional<std::string> ReadSysfsFile(const std::string& path);
 std::vector<int32_t> GetNumaNodeList(const std::string& item);
 
 // Adds the ids of the ","-separated items of a node-list text to ids; returns false when it dropped
-// items or ids beyond MAX_NUMA_NODES of either.
+// items or ids beyond MAX_NUMA_NODES of either. Throws the allocator's failure when an item cannot
+// be held; the ids added before stay.
 bool ParseNodeList(const std::string& text, NumaNodeSet& ids);
 
 // The ids of every item of a node-list file; empty when the file cannot be read.
@@ -55,7 +56,8 @@ inline constexpr uint64_t NO_FREE_SIZE = UINT64_MAX;
 
 // The value of the last "MemFree:" line of a node's meminfo text, or NO_FREE_SIZE when no line has
 // one. Empty, after logging the line, at the first line whose "kB" does not follow the key; throws
-// std::logic_error ("stoul") on a number that does not convert.
+// std::logic_error ("stoul") on a number that does not convert, and the allocator's failure when a
+// line cannot be held.
 std::optional<uint64_t> ParseMemFree(const std::string& text);
 
 // Writes the node's MemFree in KB to freeKb and returns true; on failure returns false and leaves

@@ -17,6 +17,8 @@ constexpr std::string_view KB_UNIT = "kB";
 std::optional<uint64_t> ParseMemFree(const std::string& text)
 {
     std::istringstream lines(text);
+    // A line that memory cannot hold ends the read with the allocator's failure, not quietly.
+    lines.exceptions(std::ios::badbit);
     std::string line;
     // A line reading "-1" also gives NO_FREE_SIZE, as strtoul negates.
     uint64_t found = NO_FREE_SIZE;

@@ -56,6 +56,8 @@ std::vector<int32_t> GetNumaNodeList(const std::string& item)
 bool ParseNodeList(const std::string& text, NumaNodeSet& ids)
 {
     std::istringstream items(text);
+    // An item that memory cannot hold ends the read with the allocator's failure, not quietly.
+    items.exceptions(std::ios::badbit);
     std::string item;
     for (size_t taken = 0; std::getline(items, item, ','); ++taken) {
         if (taken == MAX_NUMA_NODES) {

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
@@ -10,47 +12,46 @@
 namespace ProcMgr {
 namespace {
 
-// Fills text from the descriptor up to its size; the bytes read, or -errno.
-ssize_t ReadUpTo(int descriptor, std::string& text)
+// Sysfs hands a file over one page at a time at most.
+constexpr size_t READ_CHUNK_BYTES = 4096;
+
+// Appends what the descriptor holds to text, until its end or one byte past the bound, so that the
+// buffer grows with what arrives; throws when a read fails.
+void AppendBounded(int descriptor, std::string& text)
 {
-    size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t count = read(descriptor, &text[size], text.size() - size);
+    char chunk[READ_CHUNK_BYTES];
+    while (text.size() <= MAX_SYSFS_FILE_BYTES) {
+        const ssize_t count = read(descriptor, chunk, std::min(sizeof chunk, MAX_SYSFS_FILE_BYTES + 1 - text.size()));
         if (count > 0) {
-            size += static_cast<size_t>(count);
+            text.append(chunk, static_cast<size_t>(count));
         } else if (count == 0) {
-            break;
+            return;
         } else if (errno != EINTR) {
-            return -errno;
+            throw std::system_error(errno, std::system_category());
         }
     }
-    return static_cast<ssize_t>(size);
 }
 
 }  // namespace
 
 std::optional<std::string> ReadSysfsFile(const std::string& path)
 {
-    // One byte past the bound tells a file of exactly the bound from a longer one.
-    std::string text(MAX_SYSFS_FILE_BYTES + 1, '\0');
     const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         return std::nullopt;
     }
+    // Closed on every way out, a failed read or allocation included.
+    const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* open) { close(*open); });
     struct stat status {};
-    const bool isFile = fstat(descriptor, &status) == 0 && !S_ISDIR(status.st_mode);
-    const ssize_t size = isFile ? ReadUpTo(descriptor, text) : 0;
-    close(descriptor);
-    if (!isFile) {
+    if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
         return std::nullopt;
     }
-    if (size < 0) {
-        throw std::system_error(static_cast<int>(-size), std::system_category());
-    }
-    if (static_cast<size_t>(size) > MAX_SYSFS_FILE_BYTES) {
+    std::string text;
+    AppendBounded(descriptor, text);
+    // One byte past the bound tells a file of exactly the bound from a longer one.
+    if (text.size() > MAX_SYSFS_FILE_BYTES) {
         throw std::length_error("file larger than " + std::to_string(MAX_SYSFS_FILE_BYTES) + " bytes");
     }
-    text.resize(static_cast<size_t>(size));
     return text;
 }
 
