@@ -1,19 +1,58 @@
 // The memory monitor on fixture sysfs trees: node lists, meminfo files and their bounds, and the
 // detector's period, thresholds, sum limit and states, seen through the stand-ins' journal.
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <new>
 #include <regex>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <sys/syscall.h>
 #include <tuple>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "memory_monitor/memory_monitor.h"
 #include "platform/sim/control.h"
 
+// The n-th allocation of 1 KiB or more from now fails, as when memory runs out; -1 once it has.
+static int failingLargeAllocation = -1;
+
+void* operator new(size_t size)
+{
+    const bool fails = size >= 1024 && failingLargeAllocation >= 0 && failingLargeAllocation-- == 0;
+    void* memory = fails ? nullptr : std::malloc(size + 1);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+// Not inlined, so that the compiler never sees a free of what operator new returned.
+__attribute__((noinline)) void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+__attribute__((noinline)) void operator delete(void* memory, size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
 namespace ProcMgr {
 namespace {
+
+// Root opens any file: without these capabilities (access() tests with the permitted ones) a file's
+// mode binds the test as it binds a user.
+void ObeyFileModes()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct capabilities[2]{};
+    syscall(SYS_capget, &header, capabilities);
+    capabilities[0].effective = capabilities[0].permitted &= ~(1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH);
+    ASSERT_EQ(syscall(SYS_capset, &header, capabilities), 0);
+}
 
 // A fresh directory of fixture files and a fresh stand-in journal; removed with the test.
 struct Tree {
@@ -21,13 +60,16 @@ struct Tree {
     ~Tree() { std::filesystem::remove_all(dir); }
     Tree(const Tree&) = delete;
     Tree& operator=(const Tree&) = delete;
-    // A directory where the text is "<dir>".
+    // A directory where the text is "<dir>", a file nobody may read where it is "<unreadable>".
     void Put(const std::string& name, const std::string& text) const
     {
         const std::filesystem::path file = dir + "/" + name;
         std::filesystem::create_directories(text == "<dir>" ? file : file.parent_path());
         if (text != "<dir>") {
-            std::ofstream(file, std::ios::binary) << text;
+            std::ofstream(file, std::ios::binary) << (text == "<unreadable>" ? "" : text);
+        }
+        if (text == "<unreadable>") {
+            std::filesystem::permissions(file, std::filesystem::perms::none);
         }
     }
     // The journal's lines after "|", log records without "log " and "[proc_launcher.cpp:N]", this
@@ -47,15 +89,16 @@ struct Tree {
     }();
 };
 
-// The files, then discovery into a set that holds 7: "0 7" before the journal when it failed and
-// left the set, nothing when it found nodes (named in the journal).
+// The files, then discovery into a set that holds 9999: "0 9999" before the journal when it failed
+// and left the set, nothing when it replaced the set by the nodes it found (named in the journal).
 std::string Discovery(const Tree& tree, const std::vector<std::pair<std::string, std::string>>& files)
 {
     for (const auto& [name, text] : files) {
         tree.Put(name, text);
     }
-    NumaNodeSet nodes{7};
-    return GetOsManagedNumaNodes(nodes, tree.dir) ? "" : "0 " + std::to_string(*nodes.begin());
+    NumaNodeSet nodes{9999};
+    const bool found = GetOsManagedNumaNodes(nodes, tree.dir);
+    return std::string(found ? "" : "0 ") + (nodes.count(9999) != 0 ? "9999" : "");
 }
 
 // Node 0's meminfo, then its read into 77: "77" before the journal when it failed.
@@ -88,6 +131,7 @@ std::string Managed(int32_t first, int32_t last)
 
 TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
 {
+    ObeyFileModes();
     const std::string overlong(MAX_SYSFS_FILE_BYTES + 1, '1');
     const std::string bound = "MemFree: 8 kB\n" + std::string(MAX_SYSFS_FILE_BYTES - 14, ' ');
     const std::string large = "detail=file larger than 65536 bytes)";
@@ -100,18 +144,18 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
     const std::string success = "|1 0x36 Get numa node free memory Success. (node=0,freeSize=";
     // clang-format off
     const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> lists[] = {
-        {{{"has_normal_memory", "-1,5-3,,1-2-3,7-7"}}, Got("-1") + Got("5-3") + Got("1-2-3") + Got("7-7") + Managed(1, 2) + Managed(7, 7)},
+        {{{"has_normal_memory", "-1,5-3,,1-2-3,7-7,3-"}}, Got("-1") + Got("5-3") + Got("1-2-3") + Got("7-7") + Got("3-") + Managed(1, 2) + Managed(7, 7)},
         {{{"has_normal_memory", "3-\n"}}, Got("3-\\n", "stoi")},
         {{{"has_normal_memory", "0-1024"}}, Got("0-1024", "range wider than 1024 ids")},
         {{{"is_cdm_node", "2-3\n"}, {"has_memory", "0-3\n"}, {"has_normal_memory", "2"}}, Got("0-3\\n") + Got("2-3\\n") + Managed(0, 1)},
-        {{{"is_cdm_node", "<dir>"}, {"has_memory", "0"}}, "0 7" + Got("0") + cannotOpen + "is_cdm_node."},
+        {{{"is_cdm_node", "<unreadable>"}, {"has_memory", "0"}, {"has_normal_memory", "1"}}, "0 9999" + Got("0") + cannotOpen + "is_cdm_node."},
         {{{"is_cdm_node", overlong}}, cannotOpen + "has_memory.|3 0x36 Get is cdm numa node, exception is throwed. (file={dir}/is_cdm_node," + large},
         {{{"has_normal_memory", overlong}}, "|3 0x36 Get has memory numa node, exception is throwed. (file={dir}/has_normal_memory," + large},
         {{{"has_normal_memory", Times("x,", 1024)}}, Times(Got("x", "stoi"), 1024)},
         {{{"has_normal_memory", Times("x,", 1025)}}, Times(Got("x", "stoi"), 1024) + dropped},
         {{{"has_normal_memory", "0-1023,5,1024"}}, Got("0-1023") + Got("5") + Got("1024") + dropped + Managed(0, 1023)}};
     const std::pair<std::string, std::string> meminfos[] = {
-        {"Node 0 MemFree:        512 kB\nMemFree: 6 kB", success + "6KB)"},
+        {"Node 0 MemFree:        512 kB\nMemFree: 6 kB", success + "6KB)"}, {"MemFree: 5 kB MemFree: 6 kB", success + "5KB)"},
         {"MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n", "77" + notFound},
         {"MemFree:   kB\n", "77" + thrown + "detail=stoul)"},
         {"kB MemFree: 7 kB\nMemFree: 6 kB", "77" + read + "line invalid. (line=kB MemFree: 7 kB)"},
@@ -133,8 +177,43 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
     EXPECT_TRUE(GetNumaNodeList("").empty() && tree.Journal().empty());
 }
 
+TEST(Readers, FailWithTheAllocatorsRecordWhenABufferCannotGrow)
+{
+    const Tree tree;
+    tree.Put("node1/meminfo", "Node 1 MemFree: 512 kB\n" + std::string(2000, ' ') + "\n");
+    tree.Put("has_normal_memory", "1,2," + std::string(2000, ' ') + "3\n");
+    Sim::Settings failuresOnly;
+    failuresOnly.logLevel = 3;
+    std::set<std::string> failedReads;
+    for (int n = 0;; ++n) {
+        ASSERT_LT(n, 16);
+        Sim::Apply(failuresOnly);
+        uint64_t freeKb = 77;
+        failingLargeAllocation = n;
+        const bool read = GetNumaNodeFreeMemory(1, freeKb, tree.dir);
+        const NumaNodeSet nodes = GetHasMemoryNumaNodes(tree.dir + "/has_normal_memory");
+        if (std::exchange(failingLargeAllocation, -1) >= 0) {  // none failed: both read in full
+            EXPECT_TRUE(read && freeKb == 512 && nodes.size() == 3 && tree.Journal().empty());
+            break;
+        }
+        const std::string file = read ? "has_normal_memory" : "node1/meminfo";
+        failedReads.insert(file);
+        EXPECT_EQ(tree.Journal(), "|3 0x36 Get " + std::string(read ? "has memory numa node" : "numa node free memory") +
+                                      ", exception is throwed. (file={dir}/" + file + ",detail=std::bad_alloc)");
+        EXPECT_TRUE(read ? freeKb == 512 && nodes.count(3) == 0 : freeKb == 77) << n;
+    }
+    EXPECT_EQ(failedReads.size(), 2U);
+}
+
 MemoryShortageDetector::Clock::time_point fakeNow;
-bool stopNow = false;
+int readsBeforeStop = -1;  // node reads before a stop signal comes; -1: none comes
+
+// Between two node reads: each read takes a second of the fake clock, and a stop signal may come.
+bool StopBetweenReads()
+{
+    fakeNow += std::chrono::seconds(1);
+    return readsBeforeStop >= 0 && readsBeforeStop-- == 0;
+}
 
 // A detector on a fresh tree, started at time 0, with "os-memory" on one device (handle 1).
 class DetectorTest : public testing::Test {
@@ -162,9 +241,8 @@ protected:
     }
 
     Tree tree;
-    DeviceCount devices;
-    SensorNodeEventReporter reporter{devices};
-    MemoryShortageDetector detector{tree.dir, [] { return fakeNow; }, [] { return stopNow; }};
+    SensorNodeEventReporter reporter;
+    MemoryShortageDetector detector{tree.dir, [] { return fakeNow; }, &StopBetweenReads};
 };
 
 const std::string RAISED = "|hal update dev=0 handle=1 fault=1 event=1 ret=0";
@@ -204,9 +282,9 @@ TEST_F(DetectorTest, KeepsItsNodesDropsAFailingCheckStopsOnRequestAndRetriesAnEm
     std::filesystem::remove_all(tree.dir + "/node1");
     EXPECT_EQ(CheckAt(std::chrono::minutes(3), {1000000}),
               "|1 0x36 Get numa node free memory Success. (node=0,freeSize=1000000KB)" + cannotOpen + "node1/meminfo.");
-    stopNow = true;
-    EXPECT_EQ(CheckAt(std::chrono::minutes(4), {100000, 100000, 100000}), "");
-    stopNow = false;
+    readsBeforeStop = 1;
+    EXPECT_EQ(CheckAt(std::chrono::minutes(4), {100000, 100000, 100000}),
+              "|1 0x36 Get numa node free memory Success. (node=0,freeSize=100000KB)");
     const std::string journal = CheckAt(std::chrono::minutes(5), {100000, 100000, 100000});
     EXPECT_EQ(journal.substr(journal.find("(node=2")), "(node=2,freeSize=100000KB)" + CLEARED);
 }
