@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Application state changes through the group-owner stand-in on two devices, the second refusing every
-# unregistration: which states register a node, raise or clear its fault, withdraw it (an active exit
-# answers false when a device refused, the node gone all the same) or ask for a restart, with what
-# answer; then the same run with the run log off writes exactly the records without the flag.
+# Application state changes through the group-owner stand-in on two devices, the first refusing every
+# unregistration: which states register a node (a name of 19 bytes fits), raise or clear its fault,
+# withdraw it (an active exit answers false when a device refused, the other device and the node gone
+# all the same) or ask for a restart, with what answer; then the same run with the run log off writes
+# exactly the records without the flag.
 source "$(dirname "$0")/lib.sh"
 
 cat >"$E2E_TMP/script" <<'EOF'
@@ -10,7 +11,7 @@ sleep 0.2
 app camera 0x1234 0
 app radar 0x10617 1
 app dummy 0 1
-app wide 0x10000 -1
+app wide0123456789abcde 0x10000 -1
 restart-ret radar 5
 state camera 11 SWITCH_OFF
 state camera 11 SWITCH_ON
@@ -24,11 +25,11 @@ state camera 11 ABNORMAL_EXIT
 state radar 12 HEART_BEAT_LOST
 state ghost 14 HEART_BEAT_LOST
 state dummy 15 SWITCH_ON
-state wide 16 SWITCH_ON
+state wide0123456789abcde 16 SWITCH_ON
 state ghost 19 ACTIVELY_EXIT
 EOF
 play() {
-  start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_HAL_FAIL=unregister@1 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
+  start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_HAL_FAIL=unregister@0 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
   wait_for_line '^grp callback app=ghost pid=19 '
   stop_daemon INT
 }
@@ -67,8 +68,8 @@ hal update dev=0 handle=3 fault=0 event=1 ret=0
 hal update dev=1 handle=4 fault=0 event=1 ret=0
 hal update dev=0 handle=3 fault=0 event=0 ret=0
 hal update dev=1 handle=4 fault=0 event=0 ret=0
-hal unregister dev=0 handle=3 ret=0
-hal unregister dev=1 handle=4 ret=7
+hal unregister dev=0 handle=3 ret=7
+hal unregister dev=1 handle=4 ret=0
 hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
 hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
 hal update dev=0 handle=5 fault=0 event=1 ret=0
@@ -79,15 +80,15 @@ grp RestartApp app=radar ret=5
 log 3 0x36 [proc_launcher.cpp:N]Restart app failed when in heartbeat lost state. (app=radar)
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, app yaml not config. (appName=ghost)
 log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, nodeType=0. (appName=dummy)
-hal register dev=0 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=8
-hal register dev=1 name=wide nodeType=0x0000 sensorType=0x27 ret=0 handle=9
-hal unregister dev=0 handle=5 ret=0
-hal unregister dev=1 handle=6 ret=7
-hal unregister dev=0 handle=1 ret=0
-hal unregister dev=1 handle=2 ret=7
-hal unregister dev=0 handle=7 ret=0
-hal unregister dev=0 handle=8 ret=0
-hal unregister dev=1 handle=9 ret=7
+hal register dev=0 name=wide0123456789abcde nodeType=0x0000 sensorType=0x27 ret=0 handle=8
+hal register dev=1 name=wide0123456789abcde nodeType=0x0000 sensorType=0x27 ret=0 handle=9
+hal unregister dev=0 handle=5 ret=7
+hal unregister dev=1 handle=6 ret=0
+hal unregister dev=0 handle=1 ret=7
+hal unregister dev=1 handle=2 ret=0
+hal unregister dev=0 handle=7 ret=7
+hal unregister dev=0 handle=8 ret=7
+hal unregister dev=1 handle=9 ret=0
 grp Stop
 log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
 log flush

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# The daemon's memory check on a fixture tree bind-mounted over /sys/devices/system/node in a
-# private mount namespace, with libfaketime running the clock 30 times faster (60 s pass in 2 s): a
-# shortage reaches the HAL, and hostile trees neither hold up a stop nor grow the daemon.
+# The daemon's memory check on fixture trees bind-mounted over /sys/devices/system/node in a private
+# mount namespace, with libfaketime running the clock 30 times faster (60 s pass in 2 s): hostile
+# trees neither hold up a stop nor grow the daemon, and a stop gives up a long check on a large valid
+# one without a verdict. (A real shortage on real kernels is the vm-arm64 job's.)
 source "$(dirname "$0")/lib.sh"
 require_namespace "bind-mounts a fixture tree over /sys/devices/system/node"
 # The sanitizer and cross presets say why libfaketime cannot work there.
@@ -21,17 +22,8 @@ run_in_namespace() {
         FAKETIME="+0 x30" "$E2E_DAEMON" </dev/null 2>"$DAEMON_STDERR"' &
   DAEMON_PID=$!
 }
-# A shortage on the OS nodes (2 and 3 hold coherent device memory) reaches both devices with fault 1.
-mkdir -p "$NODES"/node{0,1} && printf '0-3\n' >"$NODES/has_memory" && printf '2-3\n' >"$NODES/is_cdm_node"
-printf 'Node 0 MemFree:    600 kB\n' >"$NODES/node0/meminfo" && printf 'MemFree: 400 kB\n' >"$NODES/node1/meminfo"
-run_in_namespace
-wait_for_line '^hal update dev=1 handle=2 fault=1 event=1 ret=0$' 10
-stop_daemon TERM 300
-expect_count 'numa node [01] is managed by os\.$' 2 && expect_count 'is managed by os' 2
-expect_count '^hal update dev=[01] handle=[12] fault=1 event=1 ret=0$' 2
-
-# Hostile trees: SIGTERM while a due check is at work stops the daemon within 300 ms, and its peak
-# RSS stays under 16 MiB.
+# SIGTERM while a due check is at work stops the daemon within 300 ms, and its peak RSS stays under
+# 16 MiB. The large tree holds 1024 nodes of 64 KiB meminfo files, each a shortage of 1 kB.
 hostile_tree() {
   rm -rf "$NODES" && mkdir -p "$NODES/node0" && printf '0\n' >"$NODES/has_normal_memory"
   case $1 in
@@ -41,13 +33,15 @@ hostile_tree() {
     nul) head -c 65536 /dev/zero >"$NODES/node0/meminfo" && head -c 65536 /dev/zero >"$NODES/has_normal_memory" ;;
     fifo) mkfifo "$NODES/node0/meminfo" && exec 3<>"$NODES/node0/meminfo" ;;
     directory) mkdir "$NODES/node0/meminfo" ;;
+    large) printf '0-1023\n' >"$NODES/has_normal_memory" && yes 'MemFree: 1 kB' | head -c 65534 >"$NODES/meminfo"
+      for node in {0..1023}; do mkdir -p "$NODES/node$node" && ln -sf ../meminfo "$NODES/node$node/meminfo"; done ;;
   esac
 }
-for tree in endless ranges nul fifo directory; do
+for tree in endless ranges nul fifo directory large; do
   hostile_tree "$tree"
   run_in_namespace
   wait_for_line 'Get numa node ' 10
-  sleep 0.2
+  [ "$tree" = large ] || sleep 0.2
   peak_kb=$(awk '/^VmHWM:/ { print $2 }' "/proc/$DAEMON_PID/status")
   { sleep 2 && kill -KILL "$DAEMON_PID"; } 2>/dev/null &  # a daemon that ignores the signal fails, not hangs
   stop_daemon TERM 300
@@ -55,4 +49,7 @@ for tree in endless ranges nul fifo directory; do
   [ "$peak_kb" -lt 16384 ] || fail "peak RSS $peak_kb KB on the $tree tree"
   exec 3>&-
 done
-echo "PASS: memory shortage; hostile trees"
+nodes_read=$(grep -c 'free memory Success' "$JOURNAL")
+[ "$nodes_read" -lt 1024 ] || fail "the check read all 1024 nodes after the signal"
+expect_count '^hal update ' 0
+echo "PASS: hostile trees; the large tree's check gave up after $nodes_read of 1024 nodes"
