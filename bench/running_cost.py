@@ -5,7 +5,9 @@ Runs the built daemon on the stand-ins and bench/idle_floor (a loop that only re
 clock and sleeps 200 ms) side by side for SECONDS (default 60), three instances of each, and prints
 for both the CPU time per minute (summed over their threads from /proc/PID/task/TID/schedstat, in
 nanoseconds), the voluntary context switches per second (one per wake-up of a sleeping loop) and
-the peak RSS, with the daemon's medians as ratios to the floor's measured in the same run. Two
+the peak RSS, and the private dirty memory at the window's end (after the daemon's first due
+check, which comes 60 s after its loop starts), with the daemon's medians as ratios to, or
+differences from, the floor's measured in the same run. Two
 instances of the same program can differ by a third in CPU time per wake-up, depending on where
 their wake-ups fall among the machine's other timers, hence the medians. Then it stops each
 program 20 times with SIGTERM at points spread over the 200 ms sleep and prints the time from the
@@ -34,6 +36,8 @@ SETTLE_S = 1.0
 
 CPU_RATIO_TARGET = 1.2
 RSS_MARGIN_KIB = 1024
+# What the first due check may leave dirty: about the files it read, not a buffer per file.
+PRIVATE_DIRTY_MARGIN_KIB = 64
 STOP_TARGET_MS = 210.0
 
 
@@ -41,6 +45,7 @@ class Sample(NamedTuple):
     cpu_ns: int
     voluntary_switches: int
     peak_rss_kib: int
+    private_dirty_kib: int
 
 
 class Failure(Exception):
@@ -64,7 +69,8 @@ def sample(pid: int) -> Sample:
             switches += status_field(task / "status", "voluntary_ctxt_switches")
         except FileNotFoundError:
             pass  # a thread that ended since the listing
-    return Sample(cpu_ns, switches, status_field(Path(f"/proc/{pid}/status"), "VmHWM"))
+    return Sample(cpu_ns, switches, status_field(Path(f"/proc/{pid}/status"), "VmHWM"),
+                  status_field(Path(f"/proc/{pid}/smaps_rollup"), "Private_Dirty"))
 
 
 class Program:
@@ -119,6 +125,7 @@ class Idle(NamedTuple):
     cpu_per_min_ms: float
     switches: int
     peak_rss_kib: int
+    private_dirty_kib: int
 
 
 def measure_idle(paths: dict, instances: int, seconds: float, workdir: Path) -> tuple:
@@ -146,7 +153,7 @@ def measure_idle(paths: dict, instances: int, seconds: float, workdir: Path) -> 
     for (name, _), before, after in zip(programs, start, end):
         cpu_per_min_ms = (after.cpu_ns - before.cpu_ns) / 1e6 * 60.0 / window
         figures[name].append(Idle(cpu_per_min_ms, after.voluntary_switches - before.voluntary_switches,
-                                  after.peak_rss_kib))
+                                  after.peak_rss_kib, after.private_dirty_kib))
     return window, figures
 
 
@@ -163,6 +170,7 @@ def print_idle(window: float, figures: dict) -> None:
     cpu = [statistics.median(run.cpu_per_min_ms for run in runs) for runs in (daemon, floor)]
     switches = [statistics.median(run.switches for run in runs) for runs in (daemon, floor)]
     peak_kib = [statistics.median(run.peak_rss_kib for run in runs) for runs in (daemon, floor)]
+    dirty_kib = [statistics.median(run.private_dirty_kib for run in runs) for runs in (daemon, floor)]
     cpu_ratio = cpu[0] / cpu[1]
     # The loops are out of phase, so one may wake once more within the window.
     wakeups_equal = abs(switches[0] - switches[1]) <= 1
@@ -179,6 +187,10 @@ def print_idle(window: float, figures: dict) -> None:
           f"floor {spread([r.peak_rss_kib for r in floor], '.0f')}")
     print(f"{'':28}daemon - floor {peak_kib[0] - peak_kib[1]:+g} KiB, target <= +{RSS_MARGIN_KIB}: "
           f"{verdict(rss_met)}")
+    print(f"{'private dirty, KiB':28}daemon {spread([r.private_dirty_kib for r in daemon], '.0f')}, "
+          f"floor {spread([r.private_dirty_kib for r in floor], '.0f')}")
+    print(f"{'':28}daemon - floor {dirty_kib[0] - dirty_kib[1]:+g} KiB, target <= +{PRIVATE_DIRTY_MARGIN_KIB}: "
+          f"{verdict(dirty_kib[0] <= dirty_kib[1] + PRIVATE_DIRTY_MARGIN_KIB)}")
 
 
 def measure_stops(path: Path, runs: int, workdir: Path, daemon: bool) -> list:
