@@ -1,0 +1,85 @@
+# The layer the virtual-machine jobs share: Debian packages of any architecture fetched into a cache
+# under build/ without touching the machine's apt or dpkg setup, an initramfs packed from a
+# directory, qemu runs bounded in time, and the results a guest printed on its console. Sourced
+# (after packages.sh) by scripts/vm-* and scripts/debs, which run from the top of the checkout.
+
+VM_DEB_CACHE=$PWD/build/deb-cache
+
+# vm_apt ARCH COMMAND ARG...: apt-get for ARCH alone, its package lists and cache in ARCH's cache dir.
+vm_apt() {
+  local dir=$VM_DEB_CACHE/$1
+  mkdir -p "$dir/lists/partial" "$dir/cache"
+  apt-get -q -o APT::Architecture="$1" -o APT::Architectures::="$1" -o Acquire::Languages=none \
+    -o Dir::State::Lists="$dir/lists" -o Dir::Cache="$dir/cache" -o APT::Sandbox::User="$(id -un)" \
+    "${@:2}"
+}
+
+# vm_fetch_debs ARCH PACKAGE...: prints the paths of ARCH's PACKAGEs, downloading those not yet cached.
+vm_fetch_debs() {
+  local arch=$1 dir=$VM_DEB_CACHE/$1 package missing=()
+  for package in "${@:2}"; do
+    compgen -G "$dir/${package}_*.deb" >/dev/null || missing+=("$package")
+  done
+  if [[ ${#missing[@]} -gt 0 ]]; then
+    vm_apt "$arch" update >&2
+    (cd "$dir" && vm_apt "$arch" download "${missing[@]}") >&2
+  fi
+  for package in "${@:2}"; do
+    compgen -G "$dir/${package}_*.deb" || { echo "vm: no $arch package $package in $dir" >&2 && return 1; }
+  done
+}
+
+# vm_needed_libraries READELF FILE LIBDIR...: the shared libraries FILE needs, directly or not, from the LIBDIRs.
+vm_needed_libraries() {
+  local name dir
+  for name in $("$1" -d "$2" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p'); do
+    for dir in "${@:3}" ""; do
+      [[ -n $dir ]] || { echo "vm: $name, needed by $2, is in none of ${*:3}" >&2 && return 1; }
+      [[ -e $dir/$name ]] || continue
+      echo "$dir/$name"
+      vm_needed_libraries "$1" "$dir/$name" "${@:3}"
+      break
+    done
+  done
+}
+
+# vm_initramfs DIR FILE: packs DIR into FILE as an uncompressed initramfs, every file owned by root.
+vm_initramfs() {
+  (cd "$1" && find . | cpio -o -H newc -R 0:0 --quiet) >"$2"
+}
+
+# vm_run SECONDS CONSOLE QEMU ARG...: prints and runs the command with its output in CONSOLE, killed
+# by its process id after SECONDS; fails, showing the console, when it was killed or exited non-zero.
+vm_run() {
+  local seconds=$1 console=$2 pid status=0
+  printf 'vm: running' && printf ' %q' "${@:3}" && echo
+  "${@:3}" </dev/null >"$console" 2>&1 &
+  pid=$!
+  local deadline=$((SECONDS + seconds))
+  while kill -0 "$pid" 2>/dev/null && [[ $SECONDS -lt $deadline ]]; do
+    sleep 0.2
+  done
+  if kill -0 "$pid" 2>/dev/null; then
+    kill -KILL "$pid"
+    wait "$pid" 2>/dev/null || true
+    vm_show_console "$console" "$3 still ran after $seconds s and was killed"
+    return 1
+  fi
+  wait "$pid" || status=$?
+  [[ $status -eq 0 ]] || vm_show_console "$console" "$3 exited with status $status"
+  return "$status"
+}
+
+# vm_show_console CONSOLE WHY: prints WHY and the console, without the serial line's carriage returns.
+vm_show_console() {
+  printf 'vm: %s\n---- console %s ----\n' "$2" "$1"
+  tr -d '\r' <"$1"
+  echo "---- end of console ----"
+}
+
+# vm_results CONSOLE: the lines the guest printed between VM-RESULTS-BEGIN and VM-RESULTS-END; fails,
+# showing the console, when the end marker is missing (the guest did not finish).
+vm_results() {
+  tr -d '\r' <"$1" | awk '/^VM-RESULTS-END$/ { done = 1; exit } seen { print } /^VM-RESULTS-BEGIN$/ { seen = 1 }
+    END { exit !done }' || { vm_show_console "$1" "the guest printed no complete results" && return 1; }
+}
