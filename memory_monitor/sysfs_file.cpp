@@ -41,7 +41,7 @@ std::optional<std::string> ReadSysfsFile(const std::string& path)
         return std::nullopt;
     }
     // Closed on every way out, a failed read or allocation included.
-    const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* open) { close(*open); });
+    const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* fd) { close(*fd); });
     struct stat status {};
     if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
         return std::nullopt;
