@@ -48,10 +48,11 @@ vm_initramfs() {
   (cd "$1" && find . | cpio -o -H newc -R 0:0 --quiet) >"$2"
 }
 
-# vm_run SECONDS CONSOLE QEMU ARG...: runs QEMU with its output in CONSOLE, killed by its process id
-# after SECONDS; fails, showing the console, when it was killed or exited non-zero.
+# vm_run SECONDS CONSOLE QEMU ARG...: prints and runs the command with its output in CONSOLE, killed
+# by its process id after SECONDS; fails, showing the console, when it was killed or exited non-zero.
 vm_run() {
   local seconds=$1 console=$2 pid status=0
+  printf 'vm: running' && printf ' %q' "${@:3}" && echo
   "${@:3}" </dev/null >"$console" 2>&1 &
   pid=$!
   local deadline=$((SECONDS + seconds))
