@@ -80,7 +80,8 @@ vm_show_console() {
 # vm_results CONSOLE: the lines the guest printed between VM-RESULTS-BEGIN and VM-RESULTS-END; fails,
 # showing the console, when the end marker is missing (the guest did not finish).
 vm_results() {
-  tr -d '\r' <"$1" | awk '/^VM-RESULTS-END$/ { done = 1; exit } seen { print } /^VM-RESULTS-BEGIN$/ { seen = 1 }
+  # awk reads to the end: leaving early would end tr by SIGPIPE on a console longer than a pipe holds.
+  tr -d '\r' <"$1" | awk '/^VM-RESULTS-END$/ { done = 1 } seen && !done { print } /^VM-RESULTS-BEGIN$/ { seen = 1 }
     END { exit !done }' || { vm_show_console "$1" "the guest printed no complete results" && return 1; }
 }
 
