@@ -5,7 +5,7 @@
 # fact that does not hold prints another line, or none.
 set -uo pipefail
 unit=proc_launcher dropins=/etc/systemd/system/proc_launcher.service.d
-within() { for _ in $(seq $(($1 * 5))); do "${@:2}" && return; sleep 0.2; done; false; }
+within() { local end=$((SECONDS + $1)); until "${@:2}"; do [ $SECONDS -lt $end ] || return; sleep 0.2; done; }
 journal_has() { journalctl -o cat "${@:2}" | grep -q "$1"; }
 main_pid() { systemctl show -P MainPID $unit; }
 starts() { journalctl -o cat -u $unit | grep -c 'start entry'; }
