@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
-ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" "${DEB_PACKAGES[@]}" systemd
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" "${DEB_PACKAGES[@]}" systemd man-db
 
 scripts/debs
 

@@ -18,6 +18,10 @@ DEB_PACKAGES=(build-essential debhelper lintian)
 # emulator, the system emulator that boots Debian's arm64 kernel, and cpio for its initramfs.
 VM_ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user qemu-system-arm cpio)
 
+# What the systemd VM job needs (scripts/vm-systemd): the system emulator that boots the amd64
+# machine, mmdebstrap that builds it from Debian's packages, mkfs.ext4 that makes its disk image.
+VM_SYSTEMD_PACKAGES=(qemu-system-x86 mmdebstrap e2fsprogs)
+
 # Runs a command as root, through sudo when not root.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then

@@ -80,6 +80,64 @@ vm_show_console() {
 # vm_results CONSOLE: the lines the guest printed between VM-RESULTS-BEGIN and VM-RESULTS-END; fails,
 # showing the console, when the end marker is missing (the guest did not finish).
 vm_results() {
-  tr -d '\r' <"$1" | awk '/^VM-RESULTS-END$/ { done = 1; exit } seen { print } /^VM-RESULTS-BEGIN$/ { seen = 1 }
+  # awk reads to the end: leaving early would end tr by SIGPIPE on a console longer than a pipe holds.
+  tr -d '\r' <"$1" | awk '/^VM-RESULTS-END$/ { done = 1 } seen && !done { print } /^VM-RESULTS-BEGIN$/ { seen = 1 }
     END { exit !done }' || { vm_show_console "$1" "the guest printed no complete results" && return 1; }
+}
+
+# vm_debian_image DIR PACKAGE...: prints the directory under DIR of a Debian 12 machine of this
+# machine's architecture that boots with systemd, built by mmdebstrap from Debian's PACKAGEs (a
+# kernel among them): root.ext4 with its vmlinuz and initrd.img. Builds it only when DIR holds none
+# of the same packages and recipe, and then removes the older ones. Once at multi-user, the machine
+# runs the feed that vm_run_debian gives it and powers off.
+vm_debian_image() {
+  local dir=$1 key image root
+  key=$(printf '%s\n' "${@:2}" "$(declare -f vm_debian_image)" | sha256sum | cut -c1-16)
+  image=$dir/debian12-$key
+  if [[ ! -f $image/root.ext4 ]]; then
+    rm -rf "$dir"/debian12-*
+    root=$image/root
+    mkdir -p "$image"
+    mmdebstrap --variant=minbase --include="$(IFS=,; echo "${*:2}")" bookworm "$root" >&2
+    # /run is noexec in the guest, so the feed goes to /srv; ttyS1 carries the results alone.
+    cat >"$root/etc/systemd/system/vm-feed.service" <<'UNIT'
+[Unit]
+Description=Run the feed of the second disk once, then power off
+After=multi-user.target
+SuccessAction=poweroff-force
+FailureAction=poweroff-force
+
+[Service]
+Type=oneshot
+ExecStart=/bin/sh -c 'mkdir /srv/feed && tar -x -C /srv/feed -f /dev/vdb && cd /srv/feed && { echo VM-RESULTS-BEGIN; bash run.sh 2>&1; echo VM-RESULTS-END; } >/dev/ttyS1'
+ExecStopPost=/bin/sh -c 'journalctl -b --no-pager >/dev/ttyS1'
+TimeoutStartSec=infinity
+StandardOutput=journal+console
+
+[Install]
+WantedBy=multi-user.target
+UNIT
+    ln -s ../vm-feed.service "$root/etc/systemd/system/multi-user.target.wants/vm-feed.service"
+    cp "$root"/boot/vmlinuz-* "$image/vmlinuz"
+    cp "$root"/boot/initrd.img-* "$image/initrd.img"
+    mkfs.ext4 -q -d "$root" "$image/root.ext4.part" 3G >&2
+    rm -rf "$root"
+    mv "$image/root.ext4.part" "$image/root.ext4"
+  fi
+  echo "$image"
+}
+
+# vm_run_debian SECONDS IMAGE FEED CONSOLE RESULTS: boots IMAGE (vm_debian_image) under qemu's
+# software emulator, bounded as vm_run is, with the directory FEED as a tar on its second disk; the
+# guest runs FEED's run.sh. RESULTS receives what run.sh printed, between VM-RESULTS-BEGIN and
+# VM-RESULTS-END (vm_results), and then the guest's journal. The image itself stays as it is.
+vm_run_debian() {
+  local seconds=$1 image=$2 feed=$3 console=$4 results=$5
+  tar -c -f "$feed.tar" -C "$feed" .
+  rm -f "$results"
+  vm_run "$seconds" "$console" qemu-system-x86_64 -accel tcg -smp 2 -m 1536 -nographic -no-reboot \
+    -nic none -serial mon:stdio -serial "file:$results" \
+    -kernel "$image/vmlinuz" -initrd "$image/initrd.img" -append "root=/dev/vda rw console=ttyS0 panic=-1" \
+    -drive "file=$image/root.ext4,if=virtio,format=raw,snapshot=on" \
+    -drive "file=$feed.tar,if=virtio,format=raw,readonly=on"
 }
