@@ -81,21 +81,21 @@ bool StopRequested()
 }
 
 // Here, so that its records carry lines of the launcher's own source file.
-int RunDaemon()
+bool RunDaemon()
 {
     LAUNCHER_LOG_INFO("start entry...");
     ProcLauncher launcher;
     if (launcher.Init() != 0) {
         launcher.Deinit();
         DlogFlush();
-        return 1;
+        return false;
     }
     launcher.RunLoop();
     launcher.Deinit();
     LAUNCHER_RUNLOG_INFO("proc_launcher exit.");
     DlogFlush();
     (void)EzcomCfgFinishServer();
-    return 0;
+    return true;
 }
 
 int ProcLauncher::Init()

@@ -49,9 +49,9 @@ private:
 // Set by SIGINT and SIGTERM once RunLoop has installed its handler; never reset.
 bool StopRequested();
 
-// The daemon's whole run, from the first log record to the exit code: 0 after a stop by SIGINT or
-// SIGTERM; 1 when the group-owner service could not be configured or started.
-int RunDaemon();
+// The daemon's whole run, from the first log record to the last: true after a stop by SIGINT or
+// SIGTERM, false when the group-owner service could not be configured or started.
+bool RunDaemon();
 
 }  // namespace ProcMgr
 

@@ -3,5 +3,8 @@
 // The daemon takes no arguments and no configuration: everything it needs is fixed.
 int main()
 {
-    return ProcMgr::RunDaemon();
+    if (!ProcMgr::RunDaemon()) {
+        return 1;
+    }
+    return 0;
 }
