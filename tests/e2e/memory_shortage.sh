@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The daemon's memory check on fixture trees bind-mounted over /sys/devices/system/node in a private
-# mount namespace, with libfaketime running the clock 30 times faster (60 s pass in 2 s): hostile
-# trees neither hold up a stop nor grow the daemon, and a stop gives up a long check on a large valid
-# one without a verdict. (A real shortage on real kernels is the vm-arm64 job's.)
+# mount namespace, with libfaketime running the clock 30 times faster (60 s pass in 2 s): a FIFO held
+# open neither holds up a stop nor grows the daemon, and a stop gives up a long check on a large
+# valid tree without a verdict. (The readers' bounds are the unit tests', a real shortage on real
+# kernels is the vm-arm64 job's.)
 source "$(dirname "$0")/lib.sh"
 require_namespace "bind-mounts a fixture tree over /sys/devices/system/node"
 # The sanitizer and cross presets say why libfaketime cannot work there.
@@ -24,21 +25,14 @@ run_in_namespace() {
 }
 # SIGTERM while a due check is at work stops the daemon within 300 ms, and its peak RSS stays under
 # 16 MiB. The large tree holds 1024 nodes of 64 KiB meminfo files, each a shortage of 1 kB.
-hostile_tree() {
-  rm -rf "$NODES" && mkdir -p "$NODES/node0" && printf '0\n' >"$NODES/has_normal_memory"
-  case $1 in
-    endless) ln -s /dev/urandom "$NODES/node0/meminfo" ;;
-    ranges) awk 'BEGIN { for (i = 0; i < 5000; i++) printf "%d-%d,", i * 1024, i * 1024 + 1023 }' |
-      head -c 65536 >"$NODES/has_normal_memory" ;;
-    nul) head -c 65536 /dev/zero >"$NODES/node0/meminfo" && head -c 65536 /dev/zero >"$NODES/has_normal_memory" ;;
-    fifo) mkfifo "$NODES/node0/meminfo" && exec 3<>"$NODES/node0/meminfo" ;;
-    directory) mkdir "$NODES/node0/meminfo" ;;
-    large) printf '0-1023\n' >"$NODES/has_normal_memory" && yes 'MemFree: 1 kB' | head -c 65534 >"$NODES/meminfo"
-      for node in {0..1023}; do mkdir -p "$NODES/node$node" && ln -sf ../meminfo "$NODES/node$node/meminfo"; done ;;
-  esac
-}
-for tree in endless ranges nul fifo directory large; do
-  hostile_tree "$tree"
+for tree in fifo large; do
+  rm -rf "$NODES" && mkdir -p "$NODES/node0" && printf '0-1023\n' >"$NODES/has_normal_memory"
+  if [ "$tree" = fifo ]; then
+    mkfifo "$NODES/node0/meminfo" && exec 3<>"$NODES/node0/meminfo"
+  else
+    yes 'MemFree: 1 kB' | head -c 65534 >"$NODES/meminfo"
+    for node in {0..1023}; do mkdir -p "$NODES/node$node" && ln -sf ../meminfo "$NODES/node$node/meminfo"; done
+  fi
   run_in_namespace
   wait_for_line 'Get numa node ' 10
   [ "$tree" = large ] || sleep 0.2
@@ -52,4 +46,4 @@ done
 nodes_read=$(grep -c 'free memory Success' "$JOURNAL")
 [ "$nodes_read" -lt 1024 ] || fail "the check read all 1024 nodes after the signal"
 expect_count '^hal update ' 0
-echo "PASS: hostile trees; the large tree's check gave up after $nodes_read of 1024 nodes"
+echo "PASS: a FIFO held open and a large tree; its check gave up after $nodes_read of 1024 nodes"
