@@ -173,8 +173,6 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
         const std::string result = Meminfo(tree, text);
         EXPECT_EQ(result + tree.Journal(), expected) << text.substr(0, 20);
     }
-    const Tree tree;
-    EXPECT_TRUE(GetNumaNodeList("").empty() && tree.Journal().empty());
 }
 
 TEST(Readers, FailWithTheAllocatorsRecordWhenABufferCannotGrow)

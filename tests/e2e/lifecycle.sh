@@ -19,9 +19,8 @@ stop_daemon INT
 
 # A stop signal that comes while the service's Run runs (strace sends it as the daemon journals its
 # 8th line, "grp Run"): no tick, no sleep, the stop follows SetRunning at once.
-: >"$JOURNAL"
-PLATFORM_SIM_JOURNAL="$JOURNAL" strace -o "$E2E_TMP/trace" -r -P "$JOURNAL" -e trace=write \
-  -e inject=write:signal=TERM:when=8 "${EMULATOR[@]}" "$E2E_DAEMON" 2>"$DAEMON_STDERR" || fail "exit code $?"
+start_daemon strace -o "$E2E_TMP/trace" -r -P "$JOURNAL" -e trace=write -e inject=write:signal=TERM:when=8
+wait_daemon 0
 [ "$(sed -n 8p "$JOURNAL")" = "grp Run" ] || fail "the signal did not come during Run"
 awk '/"grp SetRunning 1\\n"/ { getline; gap = $1 } END { exit !(gap != "" && gap < 0.1) }' "$E2E_TMP/trace" ||
   fail "the loop ran after a signal during Run"
@@ -31,23 +30,13 @@ for record in "start entry..." "proc_launcher exit."; do
   grep -qF "[proc_launcher.cpp:$line]$record" "$JOURNAL" || fail "'$record' does not name line $line"
 done
 
-start_daemon PLATFORM_SIM_GRP_CONFIGURE_RET=5
-wait_daemon 1
-expect_journal <<EOF
-log 1 0x36 [proc_launcher.cpp:N]start entry...
-$CONFIGURE ret=5
-grp Stop
-log flush
-EOF
-start_daemon PLATFORM_SIM_GRP_START_RET=3
-wait_daemon 1
-expect_journal <<EOF
-log 1 0x36 [proc_launcher.cpp:N]start entry...
-$CONFIGURE ret=0
-grp Start ret=3
-grp Stop
-log flush
-EOF
+# A failing Configure, then a failing Start: the service is stopped, nothing else, and the exit code is 1.
+for failure in "CONFIGURE_RET=5|ret=5" "START_RET=3|ret=0\ngrp Start ret=3"; do
+  start_daemon "PLATFORM_SIM_GRP_${failure%|*}"
+  wait_daemon 1
+  printf 'log 1 0x36 [proc_launcher.cpp:N]start entry...\n%s %b\ngrp Stop\nlog flush\n' "$CONFIGURE" "${failure#*|}" |
+    expect_journal
+done
 
 # Devices, devnum result, "os-memory" registrations: an unusable answer leaves device 0 alone.
 for run in "128 0 128" "129 0 1" "4 5 1" "0 0 0"; do

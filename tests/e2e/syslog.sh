@@ -11,16 +11,9 @@ python3 -c 'import socket, sys; s = socket.socket(socket.AF_UNIX, socket.SOCK_DG
 for datagram in iter(lambda: s.recv(65536), None): print(datagram.decode(errors="replace"), flush=True)' >"$E2E_TMP/syslog" 2>&1 &
 until [ -S /dev/log ]; do sleep 0.02; done
 
-cat >"$E2E_TMP/script" <<'EOF'
-app camera 0x1234 0
-app radar 0x2201 1
-app a1234567890123456789 5 1
-state camera 1 HEART_BEAT_LOST
-state radar 2 HEART_BEAT_LOST
-state radar 2 HEART_BEAT_LOST
-state a1234567890123456789 3 SWITCH_ON
-state camera 1 ACTIVELY_EXIT
-EOF
+printf '%s\n' "app camera 0x1234 0" "app radar 0x2201 1" "app a1234567890123456789 5 1" \
+  "state camera 1 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" \
+  "state a1234567890123456789 3 SWITCH_ON" "state camera 1 ACTIVELY_EXIT" >"$E2E_TMP/script"
 start_daemon PLATFORM_SIM_HAL_DEVICES=3 PLATFORM_SIM_HAL_FAIL=register@1,update@0,unregister@0 \
   PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script"
 wait_for_line '^grp callback app=camera pid=1 state=5 '
