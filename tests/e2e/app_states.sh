@@ -29,55 +29,7 @@ grep -q '^log 1 0x1000036 \[proc_launcher\.cpp:[0-9]*\]Receive app state change\
   "$JOURNAL" || fail "no state change record for camera's switch-off"
 # Every change but a switch-off or an active exit asks for the application's sensor entry.
 expect_count '^grp GetAppSensorConfig ' 11
-expect_journal 'Receive app state change|^grp (GetAppSensorConfig|callback)' <<'EOF'
-log 1 0x36 [proc_launcher.cpp:N]start entry...
-grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0 ret=0
-grp Start ret=0
-hal devnum ret=0 count=2
-hal register dev=0 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=1
-hal register dev=1 name=os-memory nodeType=0x0617 sensorType=0xd0 ret=0 handle=2
-log 1 0x1000036 [proc_launcher.cpp:N]Register sensor node for os memory success
-grp RegisterAppStateCallback
-grp Run
-grp SetRunning 1
-hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=3
-hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=4
-hal update dev=0 handle=3 fault=0 event=1 ret=0
-hal update dev=1 handle=4 fault=0 event=1 ret=0
-grp RestartApp app=camera ret=0
-grp RestartApp app=camera ret=0
-hal update dev=0 handle=3 fault=0 event=0 ret=0
-hal update dev=1 handle=4 fault=0 event=0 ret=0
-hal update dev=0 handle=3 fault=0 event=1 ret=0
-hal update dev=1 handle=4 fault=0 event=1 ret=0
-hal update dev=0 handle=3 fault=0 event=0 ret=0
-hal update dev=1 handle=4 fault=0 event=0 ret=0
-hal unregister dev=0 handle=3 ret=7
-hal unregister dev=1 handle=4 ret=0
-hal register dev=0 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=5
-hal register dev=1 name=camera nodeType=0x1234 sensorType=0x27 ret=0 handle=6
-hal update dev=0 handle=5 fault=0 event=1 ret=0
-hal update dev=1 handle=6 fault=0 event=1 ret=0
-hal register dev=0 name=radar nodeType=0x0617 sensorType=0x27 ret=0 handle=7
-hal update dev=0 handle=7 fault=0 event=1 ret=0
-grp RestartApp app=radar ret=5
-log 3 0x36 [proc_launcher.cpp:N]Restart app failed when in heartbeat lost state. (app=radar)
-log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, app yaml not config. (appName=ghost)
-log 1 0x1000036 [proc_launcher.cpp:N]RegAppSensorNode, nodeType=0. (appName=dummy)
-hal register dev=0 name=wide0123456789abcde nodeType=0x0000 sensorType=0x27 ret=0 handle=8
-hal register dev=1 name=wide0123456789abcde nodeType=0x0000 sensorType=0x27 ret=0 handle=9
-hal unregister dev=0 handle=5 ret=7
-hal unregister dev=1 handle=6 ret=0
-hal unregister dev=0 handle=1 ret=7
-hal unregister dev=1 handle=2 ret=0
-hal unregister dev=0 handle=7 ret=7
-hal unregister dev=0 handle=8 ret=7
-hal unregister dev=1 handle=9 ret=0
-grp Stop
-log 1 0x1000036 [proc_launcher.cpp:N]proc_launcher exit.
-log flush
-ezcom CfgFinishServer
-EOF
+expect_journal 'Receive app state change|^grp (GetAppSensorConfig|callback)' <"${0%.sh}.expected"
 play PLATFORM_SIM_RUNLOG=0
 expect_journal <"$E2E_TMP/without-run-log"
 echo "PASS: state changes"

@@ -34,8 +34,7 @@ start_daemon() {
 
 # wait_daemon EXIT_CODE
 wait_daemon() {
-  local code=0
-  wait "$DAEMON_PID" || code=$?
+  local code=0 && wait "$DAEMON_PID" || code=$?
   [ "$code" = "$1" ] || fail "exit code $code, expected $1"
 }
 
@@ -62,8 +61,7 @@ stop_daemon() {
 
 # expect_count REGEX N: exactly N journal lines match.
 expect_count() {
-  local count=$(grep -Ec -- "$1" "$JOURNAL")
-  [ "$count" -eq "$2" ] || fail "$count journal lines match '$1', expected $2"
+  local count=$(grep -Ec -- "$1" "$JOURNAL") && [ "$count" -eq "$2" ] || fail "$count journal lines match '$1', expected $2"
 }
 
 # The journal with the log calls' line numbers left out, so that moving code changes no test.
@@ -71,7 +69,6 @@ journal_text() { sed -E 's/\[proc_launcher\.cpp:[0-9]+\]/[proc_launcher.cpp:N]/'
 
 # expect_journal [LEFT_OUT] < EXPECTED: the journal, less the lines matching LEFT_OUT, is stdin.
 expect_journal() {
-  local differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -)
-  [ -z "$differences" ] || fail "journal differs (< journal, > expected):
-$differences"
+  local differences && differences=$(diff <(journal_text | grep -Ev -- "${1:-^$}") -) ||
+    fail "journal differs (< journal, > expected):"$'\n'"$differences"
 }
