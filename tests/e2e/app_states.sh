@@ -7,12 +7,13 @@
 source "$(dirname "$0")/lib.sh"
 
 # camera goes through every state; ghost has no sensor entry, dummy node type 0.
-CAMERA="SWITCH_OFF SWITCH_ON HEART_BEAT_LOST HEART_BEAT_LOST HEART_BEAT_RECOVERY ABNORMAL_EXIT -1 ACTIVELY_EXIT ABNORMAL_EXIT"
-OTHERS=("radar 12 HEART_BEAT_LOST" "ghost 14 HEART_BEAT_LOST" "dummy 15 SWITCH_ON" "wide0123456789abcde 16 SWITCH_ON"
-  "ghost 19 ACTIVELY_EXIT")
 {
   printf 'sleep 0.2\napp camera 0x1234 0\napp radar 0x10617 1\napp dummy 0 1\napp wide0123456789abcde 0x10000 -1\n'
-  printf 'restart-ret radar 5\n' && printf 'state camera 11 %s\n' $CAMERA && printf 'state %s\n' "${OTHERS[@]}"
+  printf 'restart-ret radar 5\n'
+  printf 'state camera 11 %s\n' SWITCH_OFF SWITCH_ON HEART_BEAT_LOST HEART_BEAT_LOST HEART_BEAT_RECOVERY ABNORMAL_EXIT -1 \
+    ACTIVELY_EXIT ABNORMAL_EXIT
+  printf 'state %s\n' "radar 12 HEART_BEAT_LOST" "ghost 14 HEART_BEAT_LOST" "dummy 15 SWITCH_ON" \
+    "wide0123456789abcde 16 SWITCH_ON" "ghost 19 ACTIVELY_EXIT"
 } >"$E2E_TMP/script"
 play() {
   start_daemon PLATFORM_SIM_HAL_DEVICES=2 PLATFORM_SIM_HAL_FAIL=unregister@0 PLATFORM_SIM_GRP_SCRIPT="$E2E_TMP/script" "$@"
@@ -22,14 +23,7 @@ play() {
 
 play
 journal_text | grep -v ' 0x1000036 ' >"$E2E_TMP/without-run-log"
-[ "$(grep -o 'Receive app state change\. (.*' "$JOURNAL" | sed 's/.*state=//' | tr -d ')' | tr '\n' ' ')" = \
-  "$(printf '%s ' $CAMERA "${OTHERS[@]##* }" | sed 's/-1/unknown/')" ] || fail "state names differ"
-[ "$(grep -o ' result=.$' "$JOURNAL" | cut -c9 | tr -d '\n')" = 11111110100011 ] || fail "the answers differ"
-grep -q '^log 1 0x1000036 \[proc_launcher\.cpp:[0-9]*\]Receive app state change\. (name=camera,pid=11,state=SWITCH_OFF)$' \
-  "$JOURNAL" || fail "no state change record for camera's switch-off"
-# Every change but a switch-off or an active exit asks for the application's sensor entry.
-expect_count '^grp GetAppSensorConfig ' 11
-expect_journal 'Receive app state change|^grp (GetAppSensorConfig|callback)' <"${0%.sh}.expected"
+expect_journal <"${0%.sh}.expected"
 play PLATFORM_SIM_RUNLOG=0
 expect_journal <"$E2E_TMP/without-run-log"
 echo "PASS: state changes"
