@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The reporter's records leave through syslog with priorities 0x16B and 0x16E, one for every failing
-# HAL call, registration and unusable device count. The namespace's /dev is a fresh tmpfs, so that
-# our listener owns /dev/log without touching the machine's.
+# HAL call, registration and device count, usable or not. The namespace's /dev is a fresh tmpfs, so
+# that our listener owns /dev/log without touching the machine's.
 source "$(dirname "$0")/lib.sh"
 require_namespace "binds a socket at /dev/log"
 [ -n "${E2E_IN_NAMESPACE:-}" ] || { rm -rf "$E2E_TMP" && exec env E2E_IN_NAMESPACE=1 unshare -m --propagation private bash "$0"; }
@@ -19,9 +19,12 @@ start_daemon PLATFORM_SIM_HAL_DEVICES=3 PLATFORM_SIM_HAL_FAIL=register@1,update@
 wait_for_line '^grp callback app=camera pid=1 state=5 '
 stop_daemon TERM
 expect_count '^hal update dev=0 handle=5 ' 1  # a report that failed everywhere is not sent again
-start_daemon PLATFORM_SIM_HAL_DEVICES=4 PLATFORM_SIM_HAL_DEVNUM_RET=5
-wait_for_line '^grp SetRunning 1$'
-stop_daemon TERM
+# Devices and drvGetDevNum's result: 128 devices are taken, an unusable answer leaves device 0 alone.
+for run in "4 5" "128 0" "129 0" "0 0"; do
+  start_daemon PLATFORM_SIM_HAL_DEVICES="${run% *}" PLATFORM_SIM_HAL_DEVNUM_RET="${run#* }"
+  wait_for_line '^grp SetRunning 1$'
+  stop_daemon TERM
+done
 
 sleep 0.2
 differences=$(diff <(sed -E 's/^(<[0-9]+>).*: SensorNode/\1 SensorNode/' "$E2E_TMP/syslog") "${0%.sh}.expected") || fail "syslog differs (< received, > expected):
