@@ -89,26 +89,6 @@ struct Tree {
     }();
 };
 
-// The files, then discovery into a set that holds 9999: "0 9999" before the journal when it failed
-// and left the set, nothing when it replaced the set by the nodes it found (named in the journal).
-std::string Discovery(const Tree& tree, const std::vector<std::pair<std::string, std::string>>& files)
-{
-    for (const auto& [name, text] : files) {
-        tree.Put(name, text);
-    }
-    NumaNodeSet nodes{9999};
-    const bool found = GetOsManagedNumaNodes(nodes, tree.dir);
-    return std::string(found ? "" : "0 ") + (nodes.count(9999) != 0 ? "9999" : "");
-}
-
-// Node 0's meminfo, then its read into 77: "77" before the journal when it failed.
-std::string Meminfo(const Tree& tree, const std::string& text)
-{
-    tree.Put("node0/meminfo", text);
-    uint64_t freeKb = 77;
-    return GetNumaNodeFreeMemory(0, freeKb, tree.dir) ? "" : std::to_string(freeKb);
-}
-
 std::string Times(const std::string& text, int times)
 {
     return times == 0 ? "" : text + Times(text, times - 1);
@@ -116,10 +96,8 @@ std::string Times(const std::string& text, int times)
 
 std::string Got(const std::string& item, const std::string& failure = "")
 {
-    return "|1 0x36 Get numa node " + item + "." +
-           (failure.empty()
-                ? ""
-                : "|1 0x1000036 Get numa node list, exception is throwed. (str=" + item + ",detail=" + failure + ")");
+    const std::string thrown = "|1 0x1000036 Get numa node list, exception is throwed. (str=" + item + ",detail=";
+    return "|1 0x36 Get numa node " + item + "." + (failure.empty() ? "" : thrown + failure + ")");
 }
 
 std::string Managed(int32_t first, int32_t last)
@@ -163,14 +141,24 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
         {bound, success + "8KB)"}, {bound + " ", "77" + thrown + large},
         {"<dir>", "77" + cannotOpen + "node0/meminfo."}};
     // clang-format on
+    // Discovery into a set that holds 9999: "0 9999" before the journal when it failed and left the
+    // set, nothing when it replaced the set by the nodes it found (named in the journal).
     for (const auto& [files, expected] : lists) {
         const Tree tree;
-        const std::string result = Discovery(tree, files);
-        EXPECT_EQ(result + tree.Journal(), expected) << files.back().second.substr(0, 20);
+        for (const auto& [name, text] : files) {
+            tree.Put(name, text);
+        }
+        NumaNodeSet nodes{9999};
+        const std::string result = GetOsManagedNumaNodes(nodes, tree.dir) ? "" : "0 ";
+        EXPECT_EQ(result + (nodes.count(9999) != 0 ? "9999" : "") + tree.Journal(), expected)
+            << files.back().second.substr(0, 20);
     }
+    // Node 0's meminfo read into 77: "77" before the journal when it failed.
     for (const auto& [text, expected] : meminfos) {
         const Tree tree;
-        const std::string result = Meminfo(tree, text);
+        tree.Put("node0/meminfo", text);
+        uint64_t freeKb = 77;
+        const std::string result = GetNumaNodeFreeMemory(0, freeKb, tree.dir) ? "" : std::to_string(freeKb);
         EXPECT_EQ(result + tree.Journal(), expected) << text.substr(0, 20);
     }
 }
@@ -182,25 +170,24 @@ TEST(Readers, FailWithTheAllocatorsRecordWhenABufferCannotGrow)
     tree.Put("has_normal_memory", "1,2," + std::string(2000, ' ') + "3\n");
     Sim::Settings failuresOnly;
     failuresOnly.logLevel = 3;
-    std::set<std::string> failedReads;
-    for (int n = 0;; ++n) {
-        ASSERT_LT(n, 16);
+    // With each large allocation of both reads made to fail in turn: whether one failed, the meminfo
+    // read's result and value, the number of nodes read from the list, and the journal.
+    std::set<std::string> outcomes;
+    for (int n = 0; n < 16; ++n) {
         Sim::Apply(failuresOnly);
         uint64_t freeKb = 77;
         failingLargeAllocation = n;
         const bool read = GetNumaNodeFreeMemory(1, freeKb, tree.dir);
-        const NumaNodeSet nodes = GetHasMemoryNumaNodes(tree.dir + "/has_normal_memory");
-        if (std::exchange(failingLargeAllocation, -1) >= 0) {  // none failed: both read in full
-            EXPECT_TRUE(read && freeKb == 512 && nodes.size() == 3 && tree.Journal().empty());
-            break;
-        }
-        const std::string file = read ? "has_normal_memory" : "node1/meminfo";
-        failedReads.insert(file);
-        EXPECT_EQ(tree.Journal(), "|3 0x36 Get " + std::string(read ? "has memory numa node" : "numa node free memory") +
-                                      ", exception is throwed. (file={dir}/" + file + ",detail=std::bad_alloc)");
-        EXPECT_TRUE(read ? freeKb == 512 && nodes.count(3) == 0 : freeKb == 77) << n;
+        const size_t nodes = GetHasMemoryNumaNodes(tree.dir + "/has_normal_memory").size();
+        const bool failed = std::exchange(failingLargeAllocation, -1) < 0;
+        outcomes.insert(std::to_string(failed) + std::to_string(read) + " " + std::to_string(freeKb) + " " +
+                        std::to_string(nodes) + tree.Journal());
     }
-    EXPECT_EQ(failedReads.size(), 2U);
+    const std::string thrown = ", exception is throwed. (file={dir}/";
+    const std::string list = "|3 0x36 Get has memory numa node" + thrown + "has_normal_memory,detail=std::bad_alloc)";
+    EXPECT_EQ(outcomes, std::set<std::string>({"01 512 3", "11 512 0" + list, "11 512 2" + list,
+                                               "10 77 3|3 0x36 Get numa node free memory" + thrown +
+                                                   "node1/meminfo,detail=std::bad_alloc)"}));
 }
 
 MemoryShortageDetector::Clock::time_point fakeNow;
@@ -219,23 +206,18 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(reporter.RegisterSensorNode({OS_MEMORY_NODE_NAME, 0x0617, 0xD0, -1}));
-        Check(std::chrono::seconds(0));
+        CheckAt(std::chrono::seconds(0), {});
     }
-    // What the check at this time added to the journal.
-    std::string Check(std::chrono::nanoseconds sinceStart)
-    {
-        const size_t before = tree.Journal().size();
-        fakeNow = MemoryShortageDetector::Clock::time_point(sinceStart);
-        detector.Check(reporter);
-        return tree.Journal().substr(before);
-    }
-    // Free KB of nodes 0, 1, ... for the check at this time.
+    // Free KB of nodes 0, 1, ... for the check at this time; what the check added to the journal.
     std::string CheckAt(std::chrono::nanoseconds sinceStart, const std::vector<uint64_t>& freeKb)
     {
         for (size_t node = 0; node < freeKb.size(); ++node) {
             tree.Put("node" + std::to_string(node) + "/meminfo", "MemFree: " + std::to_string(freeKb[node]) + " kB");
         }
-        return Check(sinceStart);
+        const size_t before = tree.Journal().size();
+        fakeNow = MemoryShortageDetector::Clock::time_point(sinceStart);
+        detector.Check(reporter);
+        return tree.Journal().substr(before);
     }
 
     Tree tree;
@@ -249,17 +231,15 @@ const std::string CLEARED = "|hal update dev=0 handle=1 fault=1 event=0 ret=0";
 TEST_F(DetectorTest, ChecksAMinuteAfterTheLastCheckAndReportsBelow16384AndAbove32768BelowTheSumLimit)
 {
     constexpr uint64_t LIMIT = 107374182400;
-    const auto band = [](const char* kb) {
-        return std::string("|1 0x36 Not need reporting system memory shortage. (freeSize=") + kb + "KB)";
-    };
+    const std::string band = "|1 0x36 Not need reporting system memory shortage. (freeSize=";
     tree.Put("has_normal_memory", "0-1");
     // ns since the start, free KB of nodes 0 and 1, and the check's last record when it is the band
     // message or a HAL update; "-" when no check is due.
     // clang-format off
     const std::tuple<int64_t, std::vector<uint64_t>, std::string> steps[] = {
-        {59'999'999'999, {}, "-"}, {60'000'000'000, {16384, 0}, band("16384")}, {119'999'999'999, {}, "-"},
-        {120'000'000'000, {8000, 8383}, RAISED}, {180'200'000'000, {0, 16384}, band("16384")}, {240'100'000'000, {}, "-"},
-        {240'200'000'000, {16384, 16384}, band("32768")}, {300'200'000'000, {100, 0}, ""},
+        {59'999'999'999, {}, "-"}, {60'000'000'000, {16384, 0}, band + "16384KB)"}, {119'999'999'999, {}, "-"},
+        {120'000'000'000, {8000, 8383}, RAISED}, {180'200'000'000, {0, 16384}, band + "16384KB)"}, {240'100'000'000, {}, "-"},
+        {240'200'000'000, {16384, 16384}, band + "32768KB)"}, {300'200'000'000, {100, 0}, ""},
         {360'200'000'000, {16385, 16384}, CLEARED}, {420'200'000'000, {32769, 0}, ""}, {480'200'000'000, {LIMIT, 0}, ""},
         {540'200'000'000, {100, 0}, RAISED}, {600'200'000'000, {LIMIT - 1, 1}, ""}, {660'200'000'000, {LIMIT - 2, 1}, CLEARED}};
     // clang-format on

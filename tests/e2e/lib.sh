@@ -10,8 +10,8 @@ read -r -a EMULATOR <<<"${E2E_EMULATOR:-}"
 trap 'kill -KILL $(jobs -p) 2>/dev/null; rm -rf --one-file-system "$E2E_TMP"' EXIT
 
 fail() {
-  printf 'FAIL: %s\n---- journal ----\n%s\n---- daemon stderr ----\n' "$*" "$(cat "$JOURNAL" 2>/dev/null)"
-  tail -n 40 "$DAEMON_STDERR" 2>/dev/null
+  printf 'FAIL: %s\n---- journal ----\n%s\n---- daemon stderr ----\n%s\n' "$*" "$(cat "$JOURNAL" 2>/dev/null)" \
+    "$(tail -n 40 "$DAEMON_STDERR" 2>/dev/null)"
   exit 1
 }
 skip() { echo "SKIPPED: $*" && exit 77; }
