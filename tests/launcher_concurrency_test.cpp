@@ -31,6 +31,7 @@ TEST(LauncherConcurrency, EachChangeIsHandledWholeAndTheHalSeesOneCallAtATime)
 {
     Sim::Settings settings;
     settings.halDevices = 2;
+    settings.halLatencyMicroseconds = 20;
     settings.apps = {{"a", {0x1234, 0}}, {"b", {0x1234, 0}}, {"c", {0x1234, 0}}};
     Sim::Apply(settings);
     ProcLauncher launcher;

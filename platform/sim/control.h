@@ -34,6 +34,7 @@ struct Settings {
     bool runLog = true;  // false: it answers 0 for every module carrying the run-log flag
     uint32_t halDevices = 1;
     int halDevNumResult = 0;
+    uint32_t halLatencyMicroseconds = 0;                 // how long each HAL call takes
     std::set<std::pair<HalCall, uint32_t>> halFailures;  // these calls answer 7 on that device
     int configureResult = 0;
     int startResult = 0;

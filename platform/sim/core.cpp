@@ -19,6 +19,8 @@ namespace {
 
 // Cuts one runaway record, so that it cannot exhaust memory.
 constexpr size_t MAX_FORMATTED_BYTES = 65536;
+// A HAL call that takes longer than a second is a hung device, not a slow one.
+constexpr int64_t MAX_HAL_LATENCY_MICROSECONDS = 1000000;
 
 int64_t EnvInteger(const char* name, int64_t fallback, int64_t min, int64_t max)
 {
@@ -76,6 +78,8 @@ Settings FromEnvironment()
     settings.runLog = EnvInteger("PLATFORM_SIM_RUNLOG", 1, 0, 1) == 1;
     settings.halDevices = static_cast<uint32_t>(EnvInteger("PLATFORM_SIM_HAL_DEVICES", 1, 0, UINT32_MAX));
     settings.halDevNumResult = static_cast<int>(EnvInteger("PLATFORM_SIM_HAL_DEVNUM_RET", 0, INT32_MIN, INT32_MAX));
+    settings.halLatencyMicroseconds =
+        static_cast<uint32_t>(EnvInteger("PLATFORM_SIM_HAL_LATENCY_US", 0, 0, MAX_HAL_LATENCY_MICROSECONDS));
     const std::string failures = EnvText("PLATFORM_SIM_HAL_FAIL");
     if (const auto parsed = ParseHalFailures(failures)) {
         settings.halFailures = *parsed;

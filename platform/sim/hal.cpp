@@ -1,8 +1,10 @@
 // Stand-in for the device HAL: the device count and the failures as set, and handles 1, 2, 3, ...
 // for the registrations that succeed.
 #include <atomic>
+#include <chrono>
 #include <cinttypes>
 #include <cstring>
+#include <thread>
 
 #include "platform/sim/sim.h"
 #include "platform/tarsel_hal.h"
@@ -24,6 +26,13 @@ public:
     {
         if (inFlight.fetch_add(1) != 0) {
             Locked([](Platform& platform) { ++platform.overlappingHalCalls; });
+        }
+        // A device takes its time, and other threads run meanwhile: a call the daemon does not
+        // serialise then overlaps another.
+        const uint32_t latency =
+            Locked([](const Platform& platform) { return platform.settings.halLatencyMicroseconds; });
+        if (latency > 0) {
+            std::this_thread::sleep_for(std::chrono::microseconds(latency));
         }
     }
     ~CallScope() { inFlight.fetch_sub(1); }
