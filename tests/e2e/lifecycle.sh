@@ -29,8 +29,8 @@ awk '/"grp SetRunning 1\\n"/ { getline; gap = $1 } END { exit !(gap != "" && gap
 for failure in "CONFIGURE_RET=5|ret=5" "START_RET=3|ret=0\ngrp Start ret=3"; do
   start_daemon "PLATFORM_SIM_GRP_${failure%|*}"
   wait_daemon 1
-  printf 'log 1 0x36 [proc_launcher.cpp:N]start entry...\n%s %b\ngrp Stop\nlog flush\n' "$CONFIGURE" "${failure#*|}" |
-    expect_journal
+  expect_journal < <(printf 'log 1 0x36 [proc_launcher.cpp:N]start entry...\n%s %b\ngrp Stop\nlog flush\n' \
+    "$CONFIGURE" "${failure#*|}")
 done
 
 echo "PASS: $ticks ticks in 2 s, signals and exit codes"
