@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <stdexcept>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -16,8 +15,9 @@ namespace {
 constexpr size_t READ_CHUNK_BYTES = 4096;
 
 // Appends what the descriptor holds to text, until its end or one byte past the bound, so that the
-// buffer grows with what arrives; throws when a read fails.
-void AppendBounded(int descriptor, std::string& text)
+// buffer grows with what arrives; false when it is a directory, which reads as EISDIR. Throws when
+// a read fails otherwise.
+bool AppendBounded(int descriptor, std::string& text)
 {
     char chunk[READ_CHUNK_BYTES];
     while (text.size() <= MAX_SYSFS_FILE_BYTES) {
@@ -25,11 +25,14 @@ void AppendBounded(int descriptor, std::string& text)
         if (count > 0) {
             text.append(chunk, static_cast<size_t>(count));
         } else if (count == 0) {
-            return;
+            break;
+        } else if (errno == EISDIR) {
+            return false;
         } else if (errno != EINTR) {
             throw std::system_error(errno, std::system_category());
         }
     }
+    return true;
 }
 
 }  // namespace
@@ -42,12 +45,10 @@ std::optional<std::string> ReadSysfsFile(const std::string& path)
     }
     // Closed on every way out, a failed read or allocation included.
     const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* fd) { close(*fd); });
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
+    std::string text;
+    if (!AppendBounded(descriptor, text)) {
         return std::nullopt;
     }
-    std::string text;
-    AppendBounded(descriptor, text);
     // One byte past the bound tells a file of exactly the bound from a longer one.
     if (text.size() > MAX_SYSFS_FILE_BYTES) {
         throw std::length_error("file larger than " + std::to_string(MAX_SYSFS_FILE_BYTES) + " bytes");
