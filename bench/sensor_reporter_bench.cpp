@@ -36,10 +36,7 @@ public:
         Sim::Apply(settings);
     }
 
-    std::unique_ptr<SensorNodeEventReporter> EmptyReporter()
-    {
-        return std::make_unique<SensorNodeEventReporter>();
-    }
+    std::unique_ptr<SensorNodeEventReporter> EmptyReporter() { return std::make_unique<SensorNodeEventReporter>(); }
 
     // false when a node was refused.
     bool RegisterAll(SensorNodeEventReporter& reporter) const
