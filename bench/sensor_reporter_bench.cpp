@@ -36,8 +36,6 @@ public:
         Sim::Apply(settings);
     }
 
-    std::unique_ptr<SensorNodeEventReporter> EmptyReporter() { return std::make_unique<SensorNodeEventReporter>(); }
-
     // false when a node was refused.
     bool RegisterAll(SensorNodeEventReporter& reporter) const
     {
@@ -48,9 +46,9 @@ public:
         return registered;
     }
 
-    std::unique_ptr<SensorNodeEventReporter> FullReporter()
+    std::unique_ptr<SensorNodeEventReporter> FullReporter() const
     {
-        auto reporter = EmptyReporter();
+        auto reporter = std::make_unique<SensorNodeEventReporter>();
         RegisterAll(*reporter);
         return reporter;
     }
@@ -67,7 +65,7 @@ void RegisterThousandNodesOn128Devices(benchmark::State& state)
     bool registered = true;
     for (auto _ : state) {
         state.PauseTiming();
-        auto reporter = registry.EmptyReporter();
+        auto reporter = std::make_unique<SensorNodeEventReporter>();
         state.ResumeTiming();
         registered = registry.RegisterAll(*reporter) && registered;
         state.PauseTiming();

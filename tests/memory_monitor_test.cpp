@@ -180,7 +180,7 @@ TEST(Readers, FailWithTheAllocatorsRecordWhenABufferCannotGrow)
         const bool read = GetNumaNodeFreeMemory(1, freeKb, tree.dir);
         const size_t nodes = GetHasMemoryNumaNodes(tree.dir + "/has_normal_memory").size();
         const bool failed = std::exchange(failingLargeAllocation, -1) < 0;
-        outcomes.insert(std::to_string(failed) + std::to_string(read) + " " + std::to_string(freeKb) + " " +
+        outcomes.insert(std::string(failed ? "1" : "0") + (read ? "1 " : "0 ") + std::to_string(freeKb) + " " +
                         std::to_string(nodes) + tree.Journal());
     }
     const std::string thrown = ", exception is throwed. (file={dir}/";
