@@ -53,7 +53,7 @@ install(CODE "
 install(FILES ${unit_file} DESTINATION ${PROC_LAUNCHER_SYSTEMD_UNIT_DIR})
 
 if(PROC_LAUNCHER_PLATFORM STREQUAL "sim")
-  install(TARGETS platform_sim sim_group_owner sim_hal sim_easy_comm sim_slog sim_bounded_string
+  install(TARGETS platform_sim sim_group_owner sim_hal sim_easy_comm sim_bounded_string
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT platform_sim EXCLUDE_FROM_ALL)
 endif()

@@ -9,7 +9,7 @@ source scripts/lib/packages.sh
 ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" clang
 
 prefix=build/system-platform
-stand_ins=(platform_sim sim_group_owner sim_hal sim_easy_comm sim_slog sim_bounded_string)
+stand_ins=(platform_sim sim_group_owner sim_hal sim_easy_comm sim_bounded_string)
 
 cmake --preset release >/dev/null
 cmake --build --preset release --target "${stand_ins[@]}"

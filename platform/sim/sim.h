@@ -1,5 +1,5 @@
-// What the stand-in libraries share through libplatform_sim.so: one state under one lock, the
-// journal, notes on stderr and the group-owner script.
+// What the stand-in libraries share through the logging stand-in, libslog.so: one state under one
+// lock, the journal, notes on stderr and the group-owner script.
 #ifndef PLATFORM_SIM_SIM_H
 #define PLATFORM_SIM_SIM_H
 
