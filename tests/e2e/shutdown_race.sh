@@ -17,6 +17,7 @@ stop_daemon TERM
 
 # The lines where the sweep begins and where the service has stopped.
 sweep=$(grep -n -m1 '^hal unregister ' "$JOURNAL" | cut -d: -f1) && stopped=$(grep -n '^grp Stop$' "$JOURNAL" | cut -d: -f1)
+[ -n "$sweep" ] && [ -n "$stopped" ] || fail "no unregistration at stop, or no service stop"
 registered=$(sed -En "1,${sweep}s/^hal register (dev=[0-9]+) .* ret=0 (handle=[0-9]+)$/\1 \2/p" "$JOURNAL" | sort)
 unregistered=$(sed -En 's/^hal unregister (dev=[0-9]+ handle=[0-9]+) .*/\1/p' "$JOURNAL" | sort)
 [ "$registered" = "$unregistered" ] ||
