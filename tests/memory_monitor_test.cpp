@@ -133,7 +133,8 @@ TEST(Readers, GiveTheirResultAndLogAsTheKernelTextAndTheBoundsSay)
         {{{"has_normal_memory", Times("x,", 1025)}}, Times(Got("x", "stoi"), 1024) + dropped},
         {{{"has_normal_memory", "0-1023,5,1024"}}, Got("0-1023") + Got("5") + Got("1024") + dropped + Managed(0, 1023)}};
     const std::pair<std::string, std::string> meminfos[] = {
-        {"Node 0 MemFree:        512 kB\nMemFree: 6 kB", success + "6KB)"}, {"MemFree: 5 kB MemFree: 6 kB", success + "5KB)"},
+        {"Node 0 MemFree:        512 kB\nMemFree: 6 kB", success + "6KB)"},
+        {"MemFree: 5 kB MemFree: 6 kB", success + "5KB)"},
         {"MemTotal: 9 kB\nMemFree: 5\nmemfree: 5 kB\n", "77" + notFound},
         {"MemFree:   kB\n", "77" + thrown + "detail=stoul)"},
         {"kB MemFree: 7 kB\nMemFree: 6 kB", "77" + read + "line invalid. (line=kB MemFree: 7 kB)"},

@@ -71,10 +71,14 @@ TEST(Wrappers, RetryOnlyTheirBusyCodeWithinTheBudgetAndWaitOutSignals)
 {
     // clang-format off
     const std::tuple<BusyRetry, std::vector<int>, bool, int, std::string> rows[] = {
-        {SEND_RETRY, {0}, false, 0, "C "}, {SEND_RETRY, {-11, -11, -11, 0}, false, 0, Busy(3, "5000000") + "C "},
-        {SEND_RETRY, {-11}, false, -11, Busy(401, "5000000")}, {SEND_RETRY, {-11, -5}, false, -5, Busy(1, "5000000") + "C "},
-        {SEND_RETRY, {-16}, false, -16, "C "}, {CLOSE_RETRY, {-16}, false, -16, Busy(10, "100000000")},
-        {CLOSE_RETRY, {-11}, false, -11, "C "}, {SEND_RETRY, {-11, 0}, true, 0, "C 5000000 1000000 C "}};
+        {SEND_RETRY, {0}, false, 0, "C "},
+        {SEND_RETRY, {-11, -11, -11, 0}, false, 0, Busy(3, "5000000") + "C "},
+        {SEND_RETRY, {-11}, false, -11, Busy(401, "5000000")},
+        {SEND_RETRY, {-11, -5}, false, -5, Busy(1, "5000000") + "C "},
+        {SEND_RETRY, {-16}, false, -16, "C "},
+        {CLOSE_RETRY, {-16}, false, -16, Busy(10, "100000000")},
+        {CLOSE_RETRY, {-11}, false, -11, "C "},
+        {SEND_RETRY, {-11, 0}, true, 0, "C 5000000 1000000 C "}};
     // clang-format on
     for (const auto& [retry, answers, interrupted, result, events] : rows) {
         int answer = 0;
