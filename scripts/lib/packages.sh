@@ -14,6 +14,10 @@ BENCH_PACKAGES=(libnuma-dev python3-matplotlib)
 # What building and linting the Debian packages needs (scripts/debs).
 DEB_PACKAGES=(build-essential debhelper lintian)
 
+# What the reproducibility job needs (scripts/ci-reproducible.sh): reprotest with the tools of its
+# variations (disorderfs, faketime) and diffoscope, which shows what differs.
+REPRODUCIBLE_PACKAGES=(reprotest disorderfs faketime diffoscope-minimal)
+
 # What the arm64 VM job needs (scripts/vm-arm64): the aarch64 preset's cross compiler and user-mode
 # emulator, the system emulator that boots Debian's arm64 kernel, and cpio for its initramfs.
 VM_ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user qemu-system-arm cpio)
