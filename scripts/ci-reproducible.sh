@@ -8,7 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/packages.sh
-ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" "${DEB_PACKAGES[@]}" "${REPRODUCIBLE_PACKAGES[@]}"
+ensure_packages "${BUILD_AND_TEST_PACKAGES[@]}" "${DEB_PACKAGES[@]}" "${REPRODUCIBLE_PACKAGES[@]}" \
+  g++-aarch64-linux-gnu
 export DEB_BUILD_OPTIONS=nocheck
 
 # The committed tree as it is now, without build/ and whatever else lies untracked in the checkout.
