@@ -9,7 +9,7 @@ require_namespace "binds a socket at /dev/log"
 mount -t tmpfs tmpfs /dev && mknod -m 666 /dev/null c 1 3 && ln -s /proc/self/fd /dev/fd || fail "cannot set up /dev"
 python3 -c 'import socket, sys; s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM); s.bind("/dev/log")
 for datagram in iter(lambda: s.recv(65536), None): print(datagram.decode(errors="replace"), flush=True)' >"$E2E_TMP/syslog" 2>&1 &
-until [ -S /dev/log ]; do sleep 0.02; done
+await "the syslog listener's socket" 5 [ -S /dev/log ]
 
 printf '%s\n' "app camera 0x1234 0" "app radar 0x2201 1" "app a1234567890123456789 5 1" \
   "state camera 1 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" \
