@@ -49,6 +49,21 @@ start_daemon() {
   DAEMON_PID=$!
 }
 
+# require_node_tree: root, a mount namespace and libfaketime, which runs the daemon's clocks faster.
+require_node_tree() {
+  require_namespace "bind-mounts a fixture tree over /sys/devices/system/node"
+  # The sanitizer and cross presets say why libfaketime cannot work there.
+  [ -z "${E2E_NO_FAKETIME:-}" ] || skip "$E2E_NO_FAKETIME"
+  FAKETIME_LIB=$(ls /usr/lib/*/faketime/libfaketimeMT.so.1 2>/dev/null | head -n 1) && [ -n "$FAKETIME_LIB" ] ||
+    fail "libfaketime is not installed (Debian package faketime)"
+}
+
+# start_in_node_tree TREE [VAR=value ...]: start_daemon under libfaketime, with TREE bind-mounted over
+# /sys/devices/system/node in a mount namespace of its own; sh execs it, so the job's pid is the daemon's.
+start_in_node_tree() {
+  start_daemon unshare -m --propagation private sh -c 'mount --bind "$0" /sys/devices/system/node && exec env "$@"' "$1" LD_PRELOAD="$FAKETIME_LIB" "${@:2}"
+}
+
 # wait_daemon EXIT_CODE WHAT: the daemon exits with EXIT_CODE within 5 s of WHAT.
 wait_daemon() {
   await "the daemon's exit after $2 within 5 s" 5 exited

@@ -1,18 +1,16 @@
 #!/usr/bin/env bash
-# The 200 ms loop and the signals, and the failed start-ups with their exit code (the whole journal
-# of a normal run is the state-change test's, the device counts the syslog test's).
+# The signals, and the failed start-ups with their exit code (the whole journal of a normal run is
+# the state-change test's, the device counts the syslog test's, the loop's period and a stop late in
+# a sleep the long run's).
 source "$(dirname "$0")/lib.sh"
 
 CONFIGURE='grp Configure startupConfigPath=/etc/orv/base-plat/proc_launcher/proc_launcher_startup.yaml extraPath= resourcePath=/res/proc_launcher/ss firstFlag=0 secondFlag=1 extraValue=0'
 
 start_daemon
 wait_for_line '^grp SetRunning 1$'
-kill -PIPE "$DAEMON_PID"
-# Each 200 ms tick is one sleep, one wake-up of the main thread; a loaded machine only delays them.
-before=$(status voluntary_ctxt_switches) && sleep 2 && ticks=$(($(status voluntary_ctxt_switches) - before))
-[ "$ticks" -ge 5 ] && [ "$ticks" -le 14 ] || fail "$ticks loop ticks in 2 s, expected 10"
-# Signalled just after a sleep began, the loop sleeps the rest of its 200 ms before it ends.
-await_tick && stop_daemon INT
+# SIGPIPE changes nothing. Signalled just after a sleep began, the loop sleeps the rest of its 200 ms
+# before it ends.
+kill -PIPE "$DAEMON_PID" && await_tick && stop_daemon INT
 [ "$STOP_MS" -ge 50 ] || fail "stopped within $STOP_MS ms of a tick: the signal cut the sleep short"
 
 # A stop signal that comes while the service's Run runs (strace sends it as the daemon journals "grp
@@ -34,4 +32,4 @@ for failure in "CONFIGURE_RET=5|ret=5" "START_RET=3|ret=0\ngrp Start ret=3"; do
     "$CONFIGURE" "${failure#*|}")
 done
 
-echo "PASS: $ticks ticks in 2 s, signals and exit codes"
+echo "PASS: signals and exit codes"
