@@ -67,11 +67,11 @@ rest() {
 # 30 phases of 100000 simulated seconds: band, shortage, band, plenty, and again.
 for phase in {0..29}; do
   set_free "$(echo 10000 4000 10000 20000 | cut -d' ' -f$((phase % 4 + 1)))" && sleep 1 && { [ "$phase" -ne 1 ] || rest fds rss; }
+  [ ! -s "$E2E_TMP/model" ] || fail "not as the model says:"$'\n'"$(cat "$E2E_TMP/model")"
 done
 rest fds_end rss_end && kill "$FEEDER"
 [ "$fds_end" -le "$fds" ] && [ "$rss_end" -le $((rss + 128)) ] ||
   fail "the daemon grew from $fds descriptors and $rss KB to $fds_end and $rss_end KB"
-[ ! -s "$E2E_TMP/model" ] || fail "not as the model says:"$'\n'"$(cat "$E2E_TMP/model")"
 
 # Back at real speed, 5 to 14 loop ticks in 2 s (each is one sleep, one voluntary switch of the main
 # thread; a loaded machine only delays them), and SIGTERM 150 ms into a sleep.
