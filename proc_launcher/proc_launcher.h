@@ -40,8 +40,6 @@ public:
     void CheckOsMemory();
 
 private:
-    friend struct ProcLauncherTestAccess;  // lets tests report on the launcher's own registry
-
     std::mutex appStateMutex;  // taken before the reporter's own mutex, never after it
     SensorNodeEventReporter reporter;
 };

@@ -1,5 +1,6 @@
 // The group-owner script: application declarations, restart results, pauses and state changes, one
 // command a line, played on a thread of its own from a regular file or, as lines arrive, a FIFO.
+// Changes held for the stop go out when Stop is called, after everything the daemon did before it.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -24,6 +25,7 @@ namespace {
 constexpr size_t MAX_LINE_BYTES = 4096;
 constexpr size_t MAX_APPS = 4096;
 constexpr size_t MAX_PARALLEL_CHANGES = 4096;
+constexpr size_t MAX_HELD_CHANGES = 4096;
 constexpr int64_t MAX_PARALLEL_THREADS = 64;
 constexpr double MAX_SLEEP_SECONDS = 999999999;
 
@@ -45,6 +47,16 @@ std::optional<int64_t> ParseState(const std::string& word)
                                                       {"ACTIVELY_EXIT", ACTIVELY_EXIT}};
     const auto named = names.find(word);
     return named != names.end() ? named->second : ParseInteger(word, INT32_MIN, INT32_MAX);
+}
+
+std::optional<StateChange> ParseChange(const Words& args)
+{
+    const std::optional<int64_t> pid = args.size() == 3 ? ParseInteger(args[1], INT32_MIN, INT32_MAX) : std::nullopt;
+    const std::optional<int64_t> state = pid ? ParseState(args[2]) : std::nullopt;
+    if (!state) {
+        return std::nullopt;
+    }
+    return StateChange{args[0], static_cast<int>(*pid), static_cast<int32_t>(*state)};
 }
 
 std::optional<double> ParseSeconds(const std::string& word)
@@ -102,7 +114,8 @@ std::string SetRestartResult(const Words& args)
 class Player {
 public:
     static std::unique_ptr<Player> Open(const std::string& path);
-    // Stops at once, also in a sleep or on an idle FIFO, and returns once no delivery runs.
+    // Stops at once, also in a sleep or on an idle FIFO, delivers the changes held for the stop and
+    // returns once no delivery runs.
     ~Player();
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
@@ -120,6 +133,8 @@ private:
     std::string JoinParallel(const Words& args);
     std::string Pause(const Words& args);
     std::string Change(const Words& args);
+    std::string HoldForStop(const Words& args);
+    void DeliverHeldAtStop();
     void RunParallel();
     void Deliver(const StateChange& change) const;
     void Complain(const std::string& reason) const;
@@ -133,6 +148,7 @@ private:
     size_t lineNumber = 0;
     size_t parallelThreads = 0;  // 0 outside a parallel block
     std::vector<StateChange> parallelChanges;
+    std::vector<StateChange> heldForStop;
     std::thread thread;
 };
 
@@ -207,6 +223,7 @@ void Player::Play()
         }
     }
     RunParallel();  // a block still open at the end is played as if joined
+    DeliverHeldAtStop();
 }
 
 bool Player::ReadLine(std::string& line, bool& tooLong)
@@ -242,6 +259,9 @@ std::string Player::Execute(const std::string& command, const Words& args)
     }
     if (command == "state") {
         return Change(args);
+    }
+    if (command == "stop-state") {
+        return HoldForStop(args);
     }
     if (command == "parallel") {
         return StartParallel(args);
@@ -291,20 +311,46 @@ std::string Player::Pause(const Words& args)
 
 std::string Player::Change(const Words& args)
 {
-    const std::optional<int64_t> pid = args.size() == 3 ? ParseInteger(args[1], INT32_MIN, INT32_MAX) : std::nullopt;
-    const std::optional<int64_t> state = pid ? ParseState(args[2]) : std::nullopt;
-    if (!state) {
+    const std::optional<StateChange> change = ParseChange(args);
+    if (!change) {
         return "expected 'state NAME PID STATE'";
     }
-    const StateChange change{args[0], static_cast<int>(*pid), static_cast<int32_t>(*state)};
     if (parallelThreads == 0) {
-        Deliver(change);
+        Deliver(*change);
     } else if (parallelChanges.size() < MAX_PARALLEL_CHANGES) {
-        parallelChanges.push_back(change);
+        parallelChanges.push_back(*change);
     } else {
         return "a parallel block holds at most " + std::to_string(MAX_PARALLEL_CHANGES) + " state changes";
     }
     return "";
+}
+
+std::string Player::HoldForStop(const Words& args)
+{
+    const std::optional<StateChange> change = ParseChange(args);
+    if (!change) {
+        return "expected 'stop-state NAME PID STATE'";
+    }
+    if (heldForStop.size() >= MAX_HELD_CHANGES) {
+        return "at most " + std::to_string(MAX_HELD_CHANGES) + " state changes are held for the stop";
+    }
+    heldForStop.push_back(*change);
+    return "";
+}
+
+// Waits for Stop, then delivers the held changes in their order on this thread, as the service
+// would deliver a change that comes while it stops.
+void Player::DeliverHeldAtStop()
+{
+    if (heldForStop.empty()) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(sleepMutex);
+    sleepEnd.wait(lock, [this] { return stopping.load(); });
+    lock.unlock();
+    for (const StateChange& change : heldForStop) {
+        DeliverStateChange(change.app, change.pid, change.state);
+    }
 }
 
 void Player::RunParallel()

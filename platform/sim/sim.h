@@ -54,7 +54,8 @@ SIM_EXPORT std::string FormatV(const char* format, va_list args) __attribute__((
 SIM_EXPORT std::optional<int64_t> ParseInteger(const std::string& text, int64_t min, int64_t max);
 
 // The script of PLATFORM_SIM_GRP_SCRIPT: played on a thread of its own from the first call on,
-// until StopScript, which returns once no delivery runs any more.
+// until StopScript, which has the changes held for the stop delivered and returns once no delivery
+// runs any more.
 SIM_EXPORT void StartScript();
 SIM_EXPORT void StopScript();
 

@@ -8,7 +8,7 @@ require_namespace "binds a socket at /dev/log"
 
 source "$(dirname "$0")/../../scripts/lib/private-dev.sh" && private_dev || fail "cannot set up /dev"
 python3 "$(dirname "$0")/../../scripts/lib/syslog_catcher.py" /dev/log >"$E2E_TMP/syslog" 2>&1 &
-until [ -S /dev/log ]; do sleep 0.02; done
+await "the syslog listener's socket" 5 [ -S /dev/log ]
 
 printf '%s\n' "app camera 0x1234 0" "app radar 0x2201 1" "app a1234567890123456789 5 1" \
   "state camera 1 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" "state radar 2 HEART_BEAT_LOST" \
