@@ -1,4 +1,4 @@
-# The host's side of tests/vm/scenario.sh, given what the guest printed: fails unless the daemon
+# The host's side of tests/vm/shortage.sh, given what the guest printed: fails unless the daemon
 # summed exactly the nodes of the kernel's has_normal_memory, logged for each the MemFree that the
 # guest read beside it, raised the fault once and then cleared it once on each of the two devices
 # and exited 0, and unless the nodes with memory that it left out had plenty free at the raise.
