@@ -85,6 +85,14 @@ vm_results() {
     END { exit !done }' || { vm_show_console "$1" "the guest printed no complete results" && return 1; }
 }
 
+# vm_kernel_deb ARCH METAPACKAGE: prints the path of ARCH's kernel image package that METAPACKAGE
+# names today (its ABI number changes with updates), downloading both if they are not cached.
+vm_kernel_deb() {
+  local meta
+  meta=$(vm_fetch_debs "$1" "$2")
+  vm_fetch_debs "$1" "$(dpkg-deb -f "$meta" Depends | sed 's/[ ,].*//')"
+}
+
 # vm_debian_image DIR PACKAGE...: prints the directory under DIR of a Debian 12 machine of this
 # machine's architecture that boots with systemd, built by mmdebstrap from Debian's PACKAGEs (a
 # kernel among them): root.ext4 with its vmlinuz and initrd.img. Builds it only when DIR holds none
