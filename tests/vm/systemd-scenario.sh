@@ -23,9 +23,7 @@ within 10 journal_has '^probe memory' -u $unit && journalctl -o cat -u $unit | g
 printf 'app camera 0x1234 0\nstate camera 7 HEART_BEAT_LOST\n' >/run/grp
 # The daemon of the unit through a real shortage: tests/vm/check.sh reads these lines on the host.
 (. tests/vm/shortage.sh) | sed 's/^/shortage /'
-start=$(date +%s%N) && systemctl stop $unit && ms=$((($(date +%s%N) - start) / 1000000))
-echo "info stop took $ms ms" && [ $ms -lt 1000 ] && echo "stopped within 1 s: status $(systemctl show -P ExecMainStatus $unit)"
-echo "shortage exit $(systemctl show -P ExecMainStatus $unit)" && sed 's/^/shortage journal /' /journal
+systemctl stop $unit && echo "shortage exit $(systemctl show -P ExecMainStatus $unit)" && sed 's/^/shortage journal /' /journal
 grep -Ev 'numa node|freeSize' /journal | sed -E 's/(proc_launcher.cpp):[0-9]+/\1/'
 journalctl --sync && journalctl -o json _PID=$pid | python3 -c 'import json, sys
 for record in map(json.loads, sys.stdin):
@@ -33,10 +31,14 @@ for record in map(json.loads, sys.stdin):
 
 systemctl start $unit && pid=$(main_pid) && systemctl kill -s KILL $unit
 within 20 restarted $pid && echo "after SIGKILL: restarts $(systemctl show -P NRestarts $unit)"
+# Timed here, not after the shortage: pages it evicted are read from disk again, and under the
+# instruction-counting clock the guest's time leaps while it waits for a disk.
+start=$(date +%s%N) && systemctl stop $unit && ms=$((($(date +%s%N) - start) / 1000000))
+echo "info stop took $ms ms" && [ $ms -lt 1000 ] && echo "stopped within 1 s: status $(systemctl show -P ExecMainStatus $unit)"
 
 # The probe goes, lest its time in the start hide a unit that does not wait for the main loop.
 printf '[Service]\nEnvironment=PLATFORM_SIM_GRP_CONFIGURE_RET=5\n' >$dropins/vm.conf
-systemctl daemon-reload && systemctl stop $unit && systemctl reset-failed $unit && start=$SECONDS before=$(starts)
+systemctl daemon-reload && systemctl reset-failed $unit && start=$SECONDS before=$(starts)
 systemctl start $unit 2>/dev/null && echo "exit 1: start succeeded" || echo "exit 1: start failed"
 within 60 systemctl is-failed -q $unit && echo "info gave up after $((SECONDS - start)) s"
 echo "exit 1: $(systemctl is-failed $unit) after $(($(starts) - before)) starts"
