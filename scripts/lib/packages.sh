@@ -22,9 +22,12 @@ REPRODUCIBLE_PACKAGES=(reprotest disorderfs faketime diffoscope-minimal)
 # emulator, the system emulator that boots Debian's arm64 kernel, and cpio for its initramfs.
 VM_ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user qemu-system-arm cpio)
 
-# What the systemd VM job needs (scripts/vm-systemd): the system emulator that boots the amd64
-# machine, mmdebstrap that builds it from Debian's packages, mkfs.ext4 that makes its disk image.
-VM_SYSTEMD_PACKAGES=(qemu-system-x86 mmdebstrap e2fsprogs)
+# What the systemd VM jobs need (scripts/vm-systemd): mmdebstrap that builds the machine from
+# Debian's packages, depmod and cpio for its kernel's modules and initramfs, mkfs.ext4 for its disk
+# image; and, by architecture, the system emulator that boots it, for arm64 also the user-mode
+# emulator whose binfmt handler runs the arm64 maintainer scripts while the machine is built.
+VM_SYSTEMD_PACKAGES=(mmdebstrap kmod cpio e2fsprogs)
+declare -gA VM_SYSTEMD_EMULATOR=([amd64]=qemu-system-x86 [arm64]="qemu-system-arm qemu-user-static")
 
 # Runs a command as root, through sudo when not root.
 as_root() {
